@@ -1,0 +1,20 @@
+// Conversions between Python objects and native values, shared by every
+// wrapper. Each conversion failure raises the Python error that the conversion
+// set, as a PyCXX exception.
+#pragma once
+
+#include <CXX/Extensions.hxx>
+
+#include <cstdint>
+#include <string>
+
+namespace KyrCamPy {
+
+// Python's int() of `value` as a signed 64-bit integer; OverflowError outside
+// that range.
+int64_t toInt64(const Py::Object &value);
+
+// A native UTF-8 text as a Python str; UnicodeDecodeError when it is not UTF-8.
+Py::Object fromUtf8(const char *text);
+
+} // namespace KyrCamPy

@@ -1,0 +1,17 @@
+#include "ErrorReport.h"
+
+#include <cstdio>
+
+namespace KyrCamPy {
+
+void reportLine(const char *line)
+{
+    std::fputs(line, stderr);
+}
+
+void reportError(const char *operation, KyrCamErr code)
+{
+    std::fprintf(stderr, "%s error: %d %s\n", operation, code, GetKyrCamErrString(code));
+}
+
+} // namespace KyrCamPy

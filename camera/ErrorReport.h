@@ -1,0 +1,18 @@
+// The one way wrappers report failures: a fixed line on the process's standard
+// error stream. Nothing goes through Python's own stderr object, warnings or
+// logging.
+#pragma once
+
+#include <CXX/Extensions.hxx>
+
+#include <camera/KyrCamErr.h>
+
+namespace KyrCamPy {
+
+// Writes `line` (which carries its own newline) as it stands.
+void reportLine(const char *line);
+
+// Writes "<operation> error: <code> <text of code>\n".
+void reportError(const char *operation, KyrCamErr code);
+
+} // namespace KyrCamPy

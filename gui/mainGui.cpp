@@ -1,0 +1,27 @@
+// Entry points of libKyrCameraGuiApiPy.
+
+#include <CXX/Extensions.hxx>
+
+#include <new>
+
+#include "KyrCameraGuiApiPy.h"
+
+PyMODINIT_FUNC PyInit_libKyrCameraGuiApiPy()
+{
+    try {
+        // The module object lives until the process ends: the Python module, its
+        // functions and the wrapper types all point back into it.
+        auto *moduleObject = new KyrGuiPy::PyKyrCameraApiGui();
+        return Py::new_reference_to(moduleObject->module());
+    } catch (const Py::BaseException &) {
+        return nullptr;
+    } catch (const std::bad_alloc &) {
+        return PyErr_NoMemory();
+    }
+}
+
+// The name a debug interpreter looks for.
+PyMODINIT_FUNC PyInit_libKyrCameraGuiApiPy_d()
+{
+    return PyInit_libKyrCameraGuiApiPy();
+}

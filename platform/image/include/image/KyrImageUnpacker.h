@@ -1,0 +1,31 @@
+// libKyrImageUnpacker: packed pixel layouts into 16-bit containers.
+#pragma once
+
+#include <image/KyrImage.h>
+#include <image/KyrImageExport.h>
+#include <image/KyrImageParams.h>
+
+struct KyrImageUnpacker;
+
+extern "C" {
+
+// A new unpacker, or null when memory is short. The caller deletes it with
+// KyrImageUnpacker_DeleteComponent. Parameters (integers): "cameraType" (0 for
+// the GigE Vision packed layouts, the only one known), "width" and "height" (the
+// geometry of the source frame, 0 at creation).
+KYRIMAGE_API KyrImageUnpacker *KyrImageUnpacker_CreateComponent() noexcept;
+KYRIMAGE_API void KyrImageUnpacker_DeleteComponent(KyrImageUnpacker *unpacker) noexcept;
+
+// The unpacker's parameter object, or null for a null unpacker.
+KYRIMAGE_API KyrImageParams *KyrImageUnpacker_GetComponent(KyrImageUnpacker *unpacker) noexcept;
+
+// Unpacks `source` (Mono10Packed, Mono12Packed or a packed Bayer format) of the
+// geometry in "width" and "height" into `target`, whose pixel type names the
+// unpacked format (Mono10, Mono12, the matching Bayer 10 or 12-bit type); the
+// target's width, height and stride are set from the parameters. Codes:
+// kKyrImageErrInvalidArgument, kKyrImageErrUnsupportedPixelType (no such pair),
+// kKyrImageErrSizeMismatch (source too short or target memory too small).
+KYRIMAGE_API KyrImageStatus KyrImageUnpacker_Unpack(KyrImageUnpacker *unpacker, const KyrImage *source,
+                                                    KyrImage *target) noexcept;
+
+} // extern "C"

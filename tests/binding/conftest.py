@@ -1,0 +1,29 @@
+"""Binding tests: the module built against the scripted platform."""
+
+import sys
+from pathlib import Path
+
+import pytest
+
+TESTS = Path(__file__).resolve().parent.parent
+sys.path[:0] = [str(TESTS), str(TESTS / "scripted")]
+
+from kyrbuild import SCRIPTED_LIB, import_module  # noqa: E402
+from kyrscript import Script  # noqa: E402
+
+
+@pytest.fixture(scope="session")
+def kyr():
+    return import_module(SCRIPTED_LIB)
+
+
+@pytest.fixture
+def scripted(kyr):
+    """A fresh script for each test; at the end every object the binding was
+    handed has been released."""
+    script = Script(SCRIPTED_LIB)
+    script.reset()
+    live_before = script.live_objects()
+    yield script
+    assert script.live_objects() == live_before, "platform objects left unreleased"
+    script.reset()

@@ -1,0 +1,51 @@
+"""What the module shows a script: its name, doc and exactly its functions."""
+
+import pytest
+
+# Grows as the camera, image and GUI functions are built.
+FUNCTIONS = {
+    "PyCreateDisplay",
+    "PyResetDisplay",
+    "PyShowImageOnDisplay",
+    "PyCreateGenParamTreeViewForArray",
+    "PyDestroyGenParamTreeView",
+    "PyActionCamera",
+    "GetLastError",
+    "ErrorCodeToString",
+}
+
+
+def test_module_identity(kyr):
+    assert kyr.__name__ == "KyrCameraApiPy"
+    assert kyr.__doc__ == "documentation for the KyrCameraApiPy module"
+
+
+def test_exactly_the_registered_functions(kyr):
+    callables = {name for name in dir(kyr) if callable(getattr(kyr, name))}
+    assert callables == FUNCTIONS
+    for name in FUNCTIONS:
+        assert getattr(kyr, name).__doc__ is None, name
+
+
+@pytest.mark.parametrize(
+    "name, args",
+    [
+        ("PyCreateDisplay", (0,)),
+        ("PyCreateDisplay", ()),
+        ("PyResetDisplay", ()),
+        ("PyShowImageOnDisplay", ("not an image",)),
+        ("PyCreateGenParamTreeViewForArray", (None, 0)),
+        ("PyDestroyGenParamTreeView", (5,)),
+        ("PyActionCamera", ()),
+    ],
+)
+def test_gui_functions_answer_none_until_the_gui_exists(kyr, capfd, name, args):
+    assert getattr(kyr, name)(*args) is None
+    assert capfd.readouterr() == ("", "")
+
+
+def test_no_args_functions_refuse_arguments(kyr):
+    with pytest.raises(TypeError):
+        kyr.GetLastError(1)
+    with pytest.raises(TypeError):
+        kyr.PyResetDisplay(None)

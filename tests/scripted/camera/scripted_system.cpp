@@ -1,0 +1,114 @@
+#include "scripted_system.h"
+
+#include <vector>
+
+#include "../script.h"
+
+namespace Scripted {
+
+namespace {
+
+std::string text(const char *value)
+{
+    return value ? "'" + std::string(value) + "'" : "null";
+}
+
+// A snapshot of interfaces; the scripted system has none of its own yet, so
+// the list it hands out is empty.
+class ScriptedInterfaceList : public KyrCam::InterfaceList
+{
+public:
+    ScriptedInterfaceList() { objectCreated(); }
+
+    KyrCam::Interface *GetFirst() noexcept override
+    {
+        next_ = 0;
+        return GetNext();
+    }
+
+    KyrCam::Interface *GetNext() noexcept override
+    {
+        return next_ < interfaces_.size() ? interfaces_[next_++] : nullptr;
+    }
+
+    void Release() noexcept override
+    {
+        record("interfaceList.Release()");
+        objectReleased();
+        delete this;
+    }
+
+private:
+    std::vector<KyrCam::Interface *> interfaces_;
+    size_t next_ = 0;
+};
+
+} // namespace
+
+ScriptedSystem &ScriptedSystem::instance()
+{
+    static ScriptedSystem *system = new ScriptedSystem();
+    return *system;
+}
+
+// Answers: "system.GetInterfaceList" = "null" for no list.
+KyrCam::InterfaceList *ScriptedSystem::GetInterfaceList(uint32_t mask) noexcept
+{
+    record("system.GetInterfaceList(" + std::to_string(mask) + ")");
+    if (answerIsNull({ "system.GetInterfaceList" }))
+        return nullptr;
+    return new ScriptedInterfaceList();
+}
+
+// Answers: the text; "Scripted system" by default.
+const char *ScriptedSystem::GetDisplayName() noexcept
+{
+    record("system.GetDisplayName()");
+    displayName_ = answer({ "system.GetDisplayName" }).value_or("Scripted system");
+    return displayName_.c_str();
+}
+
+// Answers: the text; "0.0-scripted" by default.
+const char *ScriptedSystem::GetVersion() noexcept
+{
+    record("system.GetVersion()");
+    version_ = answer({ "system.GetVersion" }).value_or("0.0-scripted");
+    return version_.c_str();
+}
+
+// Answers: "system.CreateDeviceFromConfig.err", kErrNoDevice by default; no
+// device is ever made.
+KyrCam::Device *ScriptedSystem::CreateDeviceFromConfig(const char *path, KyrCamErr *err) noexcept
+{
+    record("system.CreateDeviceFromConfig(" + text(path) + ")");
+    *err = static_cast<KyrCamErr>(answerInt({ "system.CreateDeviceFromConfig.err" }, KyrCam::kErrNoDevice));
+    return nullptr;
+}
+
+// Answers: the code; 0 by default.
+KyrCamErr ScriptedSystem::RegisterGenTLProvider(const char *path) noexcept
+{
+    record("system.RegisterGenTLProvider(" + text(path) + ")");
+    return static_cast<KyrCamErr>(answerInt({ "system.RegisterGenTLProvider" }, KyrCam::kOk));
+}
+
+} // namespace Scripted
+
+// Answers: "KyrCam_GetSystem" = "null" for no system.
+KyrCam::System *KyrCam_GetSystem() noexcept
+{
+    Scripted::record("KyrCam_GetSystem()");
+    if (Scripted::answerIsNull({ "KyrCam_GetSystem" }))
+        return nullptr;
+    return &Scripted::ScriptedSystem::instance();
+}
+
+// Answers: "KyrCam_CreateDevice.err", kErrNoDevice by default; no device is
+// ever made.
+KyrCam::Device *KyrCam_CreateDevice(KyrCam::DeviceInfo *info, int32_t mode, KyrCamErr *err) noexcept
+{
+    Scripted::record(std::string("KyrCam_CreateDevice(") + (info ? "info" : "null") + ", " + std::to_string(mode) +
+                     ")");
+    *err = static_cast<KyrCamErr>(Scripted::answerInt({ "KyrCam_CreateDevice.err" }, KyrCam::kErrNoDevice));
+    return nullptr;
+}
