@@ -5,10 +5,12 @@ The camera platform is not built yet, so there is no camera to talk to: this
 demo only lists the module's functions and its error-code table.
 """
 
+import os
 import sys
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "build" / "lib"))
+BUILD = Path(os.environ.get("KYR_BUILD_DIR", Path(__file__).resolve().parent.parent / "build"))
+sys.path.insert(0, str(BUILD / "lib"))
 
 import libKyrCameraGuiApiPy as kyr  # noqa: E402
 

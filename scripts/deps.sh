@@ -1,16 +1,11 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project needs that are missing; quiet when
-# nothing is missing. Run as root (or with sudo available).
+# nothing is missing. The packages are listed per area in scripts/packages/*.txt.
+# Run as root (or with sudo available).
 set -euo pipefail
 
-packages=(
-    # build
-    g++ make cmake pkg-config
-    # the module: Debian's Python and PyCXX
-    python3 python3-dev python3-cxx-dev
-    # tests
-    python3-pytest
-)
+cd "$(dirname "$0")"
+mapfile -t packages < <(sed -e 's/#.*//' -e '/^[[:space:]]*$/d' packages/*.txt | sort -u)
 
 missing=()
 for package in "${packages[@]}"; do

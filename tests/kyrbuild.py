@@ -1,11 +1,13 @@
 """Where the build is, and importing the module from one of its two builds."""
 
 import importlib
+import os
 import sys
 from pathlib import Path
 
 REPO = Path(__file__).resolve().parent.parent
-BUILD = REPO / "build"
+# The build under test: KYR_BUILD_DIR when the Makefile names another one.
+BUILD = Path(os.environ.get("KYR_BUILD_DIR", REPO / "build"))
 REAL_LIB = BUILD / "lib"
 SCRIPTED_LIB = BUILD / "scripted" / "lib"
 

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "../script.h"
+#include "script.h"
 
 namespace Scripted {
 
