@@ -14,4 +14,9 @@ void reportError(const char *operation, KyrCamErr code)
     std::fprintf(stderr, "%s error: %d %s\n", operation, code, GetKyrCamErrString(code));
 }
 
+void reportCode(const char *what, KyrCamErr code)
+{
+    std::fprintf(stderr, "%s: %d %s\n", what, code, GetKyrCamErrString(code));
+}
+
 } // namespace KyrCamPy

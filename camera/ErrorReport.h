@@ -15,4 +15,7 @@ void reportLine(const char *line);
 // Writes "<operation> error: <code> <text of code>\n".
 void reportError(const char *operation, KyrCamErr code);
 
+// Writes "<what>: <code> <text of code>\n".
+void reportCode(const char *what, KyrCamErr code);
+
 } // namespace KyrCamPy
