@@ -17,6 +17,68 @@ def _text(value):
     return str(value).encode()
 
 
+def _operation(keyword):
+    # Keyword arguments name operations; "_" stands for the "." of a key's
+    # suffix: GetValue_err is "GetValue.err".
+    return keyword.replace("_", ".")
+
+
+class Feature:
+    """One feature of a scripted parameter array: its kind ("Int", "Float",
+    "String", "Boolean", "Enum", "Command", "Category", or any other word for a
+    feature of no listed type), its stored value (setters write it back), and
+    answers of its own operations (GetMin=16, SetValue=-40202, GetValue_err=-1010).
+    """
+
+    def __init__(self, kind, name, value=None, **answers):
+        self.kind = kind
+        self.name = name
+        self.value = value
+        self.answers = answers
+        self.lists = {}
+
+    def describe(self, script, key):
+        script.answer(f"{key}.type", self.kind)
+        if self.value is not None:
+            script.answer(f"{key}.value", self.value)
+        for name, items in self.lists.items():
+            script.answer(f"{key}.{name}", ",".join(items))
+        script.answers(key, **self.answers)
+
+
+def Int(name, value=0, **answers):
+    return Feature("Int", name, value, **answers)
+
+
+def Float(name, value=0.0, **answers):
+    return Feature("Float", name, value, **answers)
+
+
+def String(name, value="", **answers):
+    return Feature("String", name, value, **answers)
+
+
+def Boolean(name, value=False, **answers):
+    return Feature("Boolean", name, value, **answers)
+
+
+def Enum(name, value, entries, **answers):
+    """`entries` maps entry names to their values, in order; `value` names the current one."""
+    feature = Feature("Enum", name, value, **answers)
+    feature.lists["entries"] = [f"{entry}={number}" for entry, number in entries.items()]
+    return feature
+
+
+def Command(name, **answers):
+    return Feature("Command", name, **answers)
+
+
+def Category(name, *children, **answers):
+    feature = Feature("Category", name, **answers)
+    feature.lists["children"] = children
+    return feature
+
+
 class Script:
     """The scripted platform's script: answers, call log, barriers, live objects.
 
@@ -54,6 +116,32 @@ class Script:
         """The next calls of `key` answer `values`, one each, before any kept answer."""
         for value in values:
             self._lib.KyrScript_Push(key.encode(), _text(value))
+
+    def answers(self, name, **operations):
+        """Answers of the scripted object `name`: answers("cam0", GetModel="M1",
+        GetIP_address=0xC0A80001) sets "cam0.GetModel" and "cam0.GetIP.address"."""
+        for keyword, value in operations.items():
+            self.answer(f"{name}.{_operation(keyword)}", value)
+
+    def interfaces(self, *names):
+        """The system lists these interfaces, in this order."""
+        self.answer("system.interfaces", ",".join(names))
+
+    def interface(self, name, *devices, **operations):
+        """Interface `name` lists the device infos `devices`, each of which names
+        it as its interface; `operations` are its answers (GetType=1)."""
+        self.answer(f"{name}.devices", ",".join(devices))
+        for device in devices:
+            self.answer(f"{device}.GetInterface", name)
+        self.answers(name, **operations)
+
+    def parameters(self, array, *features):
+        """Parameter array `array` holds `features` (Int(...), Category(...), ...)
+        in description order. An interface's array is "<interface>-params"
+        unless its GetParameters answer names another."""
+        self.answer(f"{array}.features", ",".join(feature.name for feature in features))
+        for feature in features:
+            feature.describe(self, f"{array}/{feature.name}")
 
     def clear(self, key):
         self._lib.KyrScript_Clear(key.encode())

@@ -1,8 +1,11 @@
 #include "scripted_system.h"
 
+#include <new>
 #include <vector>
 
 #include "script.h"
+#include "scripted_format.h"
+#include "scripted_objects.h"
 
 namespace Scripted {
 
@@ -13,12 +16,15 @@ std::string text(const char *value)
     return value ? "'" + std::string(value) + "'" : "null";
 }
 
-// A snapshot of interfaces; the scripted system has none of its own yet, so
-// the list it hands out is empty.
+// A snapshot of interfaces, counted as an object its caller must release.
 class ScriptedInterfaceList : public KyrCam::InterfaceList
 {
 public:
-    ScriptedInterfaceList() { objectCreated(); }
+    explicit ScriptedInterfaceList(std::vector<KyrCam::Interface *> interfaces)
+        : interfaces_(std::move(interfaces))
+    {
+        objectCreated();
+    }
 
     KyrCam::Interface *GetFirst() noexcept override
     {
@@ -39,7 +45,7 @@ public:
     }
 
 private:
-    std::vector<KyrCam::Interface *> interfaces_;
+    const std::vector<KyrCam::Interface *> interfaces_;
     size_t next_ = 0;
 };
 
@@ -51,13 +57,17 @@ ScriptedSystem &ScriptedSystem::instance()
     return *system;
 }
 
-// Answers: "system.GetInterfaceList" = "null" for no list.
+// Answers: "system.GetInterfaceList" = "null" for no list; the interfaces are
+// the names in "system.interfaces" ("gige0,usb0"), whatever the mask.
 KyrCam::InterfaceList *ScriptedSystem::GetInterfaceList(uint32_t mask) noexcept
 {
     record("system.GetInterfaceList(" + std::to_string(mask) + ")");
     if (answerIsNull({ "system.GetInterfaceList" }))
         return nullptr;
-    return new ScriptedInterfaceList();
+    std::vector<KyrCam::Interface *> interfaces;
+    for (const std::string &name : splitList(answer({ "system.interfaces" }).value_or("")))
+        interfaces.push_back(interfaceNamed(name));
+    return new (std::nothrow) ScriptedInterfaceList(std::move(interfaces));
 }
 
 // Answers: the text; "Scripted system" by default.
