@@ -10,6 +10,57 @@ int64_t toInt64(const Py::Object &value)
     return result;
 }
 
+uint64_t toUint64(const Py::Object &value)
+{
+    const Py::Object integer(PyNumber_Long(value.ptr()), true);
+    const unsigned long long result = PyLong_AsUnsignedLongLongMask(integer.ptr());
+    if (result == static_cast<unsigned long long>(-1) && PyErr_Occurred())
+        throw Py::Exception();
+    return result;
+}
+
+double toDouble(const Py::Object &value)
+{
+    const double result = PyFloat_AsDouble(value.ptr());
+    if (result == -1.0 && PyErr_Occurred())
+        throw Py::Exception();
+    return result;
+}
+
+bool toBool(const Py::Object &value)
+{
+    const int truth = PyObject_IsTrue(value.ptr());
+    if (truth < 0)
+        throw Py::Exception();
+    return truth != 0;
+}
+
+namespace {
+
+std::string encodeUtf8(PyObject *text)
+{
+    Py_ssize_t size = 0;
+    const char *bytes = PyUnicode_AsUTF8AndSize(text, &size);
+    if (!bytes)
+        throw Py::Exception();
+    return std::string(bytes, static_cast<size_t>(size));
+}
+
+} // namespace
+
+std::string toUtf8(const Py::Object &value)
+{
+    const Py::Object text(PyObject_Str(value.ptr()), true);
+    return encodeUtf8(text.ptr());
+}
+
+std::string strToUtf8(const Py::Object &value)
+{
+    if (!PyUnicode_Check(value.ptr()))
+        throw Py::TypeError("a str is required");
+    return encodeUtf8(value.ptr());
+}
+
 Py::Object fromUtf8(const char *text)
 {
     return Py::Object(PyUnicode_FromString(text), true);

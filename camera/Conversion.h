@@ -14,6 +14,21 @@ namespace KyrCamPy {
 // that range.
 int64_t toInt64(const Py::Object &value);
 
+// Python's int() of `value`, keeping its low 64 bits (-1 is all bits set).
+uint64_t toUint64(const Py::Object &value);
+
+// Python's float() of `value`.
+double toDouble(const Py::Object &value);
+
+// The truth value of `value`, as `if value:` sees it.
+bool toBool(const Py::Object &value);
+
+// The str() form of any object, encoded as UTF-8 (strict).
+std::string toUtf8(const Py::Object &value);
+
+// A Python str encoded as UTF-8 (strict); TypeError for anything else.
+std::string strToUtf8(const Py::Object &value);
+
 // A native UTF-8 text as a Python str; UnicodeDecodeError when it is not UTF-8.
 Py::Object fromUtf8(const char *text);
 

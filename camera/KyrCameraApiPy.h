@@ -15,7 +15,9 @@ public:
     ~KyrCameraApiPy() override;
 
     // Registered as pointers to these virtual members, so a call reaches the
-    // most-derived override. Here they answer None: a module without GUI.
+    // most-derived override. Here they answer a plain system object, and None
+    // for the display and dialog functions: a module without GUI.
+    virtual Py::Object factory_PyKyrSystem();
     virtual Py::Object PyCreateDisplay(const Py::Tuple &args);
     virtual Py::Object PyResetDisplay();
     virtual Py::Object PyShowImageOnDisplay(const Py::Tuple &args);

@@ -4,6 +4,7 @@ import pytest
 
 # Grows as the camera, image and GUI functions are built.
 FUNCTIONS = {
+    "PyKyrSystem",
     "PyCreateDisplay",
     "PyResetDisplay",
     "PyShowImageOnDisplay",
@@ -12,6 +13,11 @@ FUNCTIONS = {
     "PyActionCamera",
     "GetLastError",
     "ErrorCodeToString",
+}
+
+# Functions with a doc; every other one has none.
+DOCS = {
+    "PyKyrSystem": "documentation for PyKyrSystem()",
 }
 
 
@@ -24,7 +30,7 @@ def test_exactly_the_registered_functions(kyr):
     callables = {name for name in dir(kyr) if callable(getattr(kyr, name))}
     assert callables == FUNCTIONS
     for name in FUNCTIONS:
-        assert getattr(kyr, name).__doc__ is None, name
+        assert getattr(kyr, name).__doc__ == DOCS.get(name), name
 
 
 @pytest.mark.parametrize(

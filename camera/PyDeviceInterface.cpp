@@ -1,0 +1,129 @@
+#include "PyDeviceInterface.h"
+
+#include <cstring>
+#include <limits>
+#include <memory>
+
+#include "Conversion.h"
+#include "ErrorReport.h"
+#include "PyDeviceInfo.h"
+#include "genparam/PyGenParams.h"
+
+namespace KyrCamPy {
+
+namespace {
+
+struct NamedConstant {
+    const char *name;
+    int32_t value;
+};
+
+constexpr NamedConstant kInterfaceTypes[] = {
+    { "USB3Vision", KyrCam::kInterfaceUsb3Vision },
+    { "GigEVision", KyrCam::kInterfaceGigEVision },
+    { "CameraLink", KyrCam::kInterfaceCameraLink },
+    { "CoaxPress", KyrCam::kInterfaceCoaXPress },
+    { "HdSdi", KyrCam::kInterfaceHdSdi },
+    { "AllInterfaces", KyrCam::kInterfaceAll },
+};
+
+// The list is released whatever happens while it is walked.
+struct ReleaseList {
+    void operator()(KyrCam::DeviceInfoList *list) const noexcept { list->Release(); }
+};
+
+// (success, changed) of a rescan.
+Py::Object rescanResult(bool success, bool changed)
+{
+    Py::Tuple result(2);
+    result[0] = Py::Boolean(success);
+    result[1] = Py::Boolean(changed);
+    return result;
+}
+
+// The library's timeout for waiting as long as the transport needs.
+constexpr uint64_t kWaitWithoutLimit = std::numeric_limits<uint64_t>::max();
+
+} // namespace
+
+PyDeviceInterface::PyDeviceInterface(KyrCam::Interface *iface)
+    : iface_(iface)
+{
+    if (!iface_) {
+        reportLine("Wrong devInterface\n");
+        return;
+    }
+    KyrGenParam::Array *array = iface_->GetParameters(&lastError_);
+    if (!array || lastError_ != KyrCam::kOk) {
+        reportError("Get parameters", lastError_);
+        return;
+    }
+    parameters_ = Py::asObject(new KyrGenParamPy::PyGenParams(array));
+}
+
+Py::Object PyDeviceInterface::getattr(const char *name)
+{
+    for (const NamedConstant &constant : kInterfaceTypes) {
+        if (std::strcmp(name, constant.name) == 0)
+            return Py::Long(constant.value);
+    }
+    return getattr_methods(name);
+}
+
+// A wrapper over no interface answers None here and in the two list calls
+// below, rather than letting the library dereference null.
+Py::Object PyDeviceInterface::GetDescription()
+{
+    if (!iface_)
+        return Py::None();
+    return fromUtf8(iface_->GetDescription());
+}
+
+Py::Object PyDeviceInterface::GetFirstDeviceInfo()
+{
+    return Py::asObject(new PyDeviceInfo(iface_ ? iface_->GetFirstDeviceInfo() : nullptr));
+}
+
+Py::Object PyDeviceInterface::ReEnumerateDevices(const Py::Tuple &args)
+{
+    uint64_t timeout = kWaitWithoutLimit;
+    if (args.length() >= 1)
+        timeout = toUint64(args[0]);
+    if (!iface_)
+        return rescanResult(false, false);
+    bool changed = false;
+    lastError_ = iface_->ReEnumerateDevices(&changed, timeout);
+    if (lastError_ != KyrCam::kOk)
+        return rescanResult(false, false);
+    return rescanResult(true, changed);
+}
+
+Py::Object PyDeviceInterface::GetDeviceInfoList()
+{
+    const std::unique_ptr<KyrCam::DeviceInfoList, ReleaseList> list(iface_ ? iface_->GetDeviceInfoList() : nullptr);
+    if (!list) {
+        reportLine("Wrong DeviceInfoList\n");
+        return Py::None();
+    }
+    Py::List infos;
+    for (KyrCam::DeviceInfo *info = list->GetFirst(); info; info = list->GetNext())
+        infos.append(Py::asObject(new PyDeviceInfo(info)));
+    return infos;
+}
+
+Py::Object PyDeviceInterface::GetType()
+{
+    return Py::Long(iface_ ? iface_->GetType() : 0);
+}
+
+Py::Object PyDeviceInterface::GetLastError()
+{
+    return Py::Long(lastError_);
+}
+
+Py::Object PyDeviceInterface::GetParameters()
+{
+    return parameters_;
+}
+
+} // namespace KyrCamPy

@@ -1,0 +1,84 @@
+#include "PyKyrSystem.h"
+
+#include <memory>
+#include <string>
+
+#include "Conversion.h"
+#include "ErrorReport.h"
+#include "PyDeviceInterface.h"
+
+namespace KyrCamPy {
+
+namespace {
+
+// The list is released whatever happens while it is walked.
+struct ReleaseList {
+    void operator()(KyrCam::InterfaceList *list) const noexcept { list->Release(); }
+};
+
+} // namespace
+
+PyKyrSystem::PyKyrSystem()
+    : system_(KyrCam_GetSystem())
+{
+    if (!system_)
+        reportLine("Cannot create System\n");
+}
+
+Py::Object PyKyrSystem::GetInterfaceList()
+{
+    const std::unique_ptr<KyrCam::InterfaceList, ReleaseList> list(
+        system_ ? system_->GetInterfaceList(KyrCam::kInterfaceAll) : nullptr);
+    if (!list) {
+        reportLine("Wrong InterfaceList\n");
+        return Py::None();
+    }
+    Py::List interfaces;
+    for (KyrCam::Interface *iface = list->GetFirst(); iface; iface = list->GetNext())
+        interfaces.append(Py::asObject(new PyDeviceInterface(iface)));
+    return interfaces;
+}
+
+Py::Object PyKyrSystem::GetDisplayName()
+{
+    if (!system_)
+        return Py::String("none");
+    return fromUtf8(system_->GetDisplayName());
+}
+
+Py::Object PyKyrSystem::GetVersion()
+{
+    if (!system_)
+        return Py::String("none");
+    return fromUtf8(system_->GetVersion());
+}
+
+Py::Object PyKyrSystem::SelectCamera(const Py::Tuple &)
+{
+    return Py::None();
+}
+
+Py::Object PyKyrSystem::ActionCamera(const Py::Tuple &)
+{
+    return Py::None();
+}
+
+Py::Object PyKyrSystem::RegisterGenTLProvider(const Py::Tuple &args)
+{
+    if (!system_ || args.length() < 1)
+        return Py::False();
+    const std::string path = strToUtf8(args[0]);
+    lastError_ = system_->RegisterGenTLProvider(path.c_str());
+    if (lastError_ != KyrCam::kOk) {
+        reportError("Register GenTL Provider", lastError_);
+        return Py::False();
+    }
+    return Py::True();
+}
+
+Py::Object PyKyrSystem::GetLastError()
+{
+    return Py::Long(lastError_);
+}
+
+} // namespace KyrCamPy

@@ -1,0 +1,71 @@
+// Pieces every parameter wrapper shares: the result pair, the argument-count
+// check, and the conversions of native answers into Python objects.
+#pragma once
+
+#include <CXX/Extensions.hxx>
+
+#include <cstdint>
+
+#include <camera/KyrGenParam.h>
+
+#include "camera/Conversion.h"
+
+namespace KyrGenParamPy {
+
+// (False, None): a getter's answer unless its native call reported 0.
+Py::Tuple failedPair();
+
+// (True, value).
+Py::Tuple okPair(const Py::Object &value);
+
+// True when `args` holds fewer than `count` items; `message` (a fixed line)
+// has then been written to stderr.
+bool tooFewArgs(const Py::Tuple &args, Py::Tuple::size_type count, const char *message);
+
+// True for the native code 0, else False.
+Py::Object statusOf(KyrCamErr code);
+
+// Native answers as Python objects; texts are decoded as UTF-8.
+inline Py::Object toPython(int64_t value)
+{
+    return Py::Long(static_cast<PY_LONG_LONG>(value));
+}
+
+inline Py::Object toPython(double value)
+{
+    return Py::Float(value);
+}
+
+inline Py::Object toPython(bool value)
+{
+    return Py::Boolean(value);
+}
+
+inline Py::Object toPython(const char *value)
+{
+    return KyrCamPy::fromUtf8(value);
+}
+
+// The result pair of `(node->*getter)(&err)`, the error in a local variable;
+// (False, None) without a node.
+template <typename Node, typename Value>
+Py::Object pairOf(Node *node, Value (Node::*getter)(KyrCamErr *) noexcept)
+{
+    if (!node)
+        return failedPair();
+    KyrCamErr err = KyrCam::kOk;
+    const Value value = (node->*getter)(&err);
+    return err == KyrCam::kOk ? Py::Object(okPair(toPython(value))) : Py::Object(failedPair());
+}
+
+// A predicate of the common feature interface; False without a node.
+Py::Object predicateOf(KyrGenParam::Param *node, bool (KyrGenParam::Param::*predicate)() noexcept);
+
+// A text of the common feature interface; None without a node.
+Py::Object textOf(KyrGenParam::Param *node, const char *(KyrGenParam::Param::*getter)() noexcept);
+
+// A feature reached by index or by name: a PyGenParamCategory when its type is
+// ParamCategory, otherwise a plain PyGenParam (never a typed wrapper).
+Py::Object wrapParam(KyrGenParam::Param *param);
+
+} // namespace KyrGenParamPy

@@ -1,0 +1,54 @@
+#include "PyGenParamFloat.h"
+
+#include "KyrGenParamApiPy.h"
+
+namespace KyrGenParamPy {
+
+PyGenParamFloat::PyGenParamFloat(KyrGenParam::Float *node)
+    : node_(node)
+{
+}
+
+Py::Object PyGenParamFloat::GetType()
+{
+    return Py::Long(node_ ? node_->GetType() : KyrGenParam::ParamFloat);
+}
+
+Py::Object PyGenParamFloat::GetValue()
+{
+    return pairOf(node_, &KyrGenParam::Float::GetValue);
+}
+
+Py::Object PyGenParamFloat::SetValue(const Py::Tuple &args)
+{
+    if (tooFewArgs(args, 1, "SetValue not enough actual args\n") || !node_)
+        return Py::False();
+    return statusOf(node_->SetValue(KyrCamPy::toDouble(args[0])));
+}
+
+Py::Object PyGenParamFloat::IsWritable()
+{
+    return predicateOf(node_, &KyrGenParam::Param::IsWritable);
+}
+
+Py::Object PyGenParamFloat::IsReadable()
+{
+    return predicateOf(node_, &KyrGenParam::Param::IsReadable);
+}
+
+Py::Object PyGenParamFloat::GetMin()
+{
+    return pairOf(node_, &KyrGenParam::Float::GetMin);
+}
+
+Py::Object PyGenParamFloat::GetMax()
+{
+    return pairOf(node_, &KyrGenParam::Float::GetMax);
+}
+
+Py::Object PyGenParamFloat::GetUnit()
+{
+    return pairOf(node_, &KyrGenParam::Float::GetUnit);
+}
+
+} // namespace KyrGenParamPy

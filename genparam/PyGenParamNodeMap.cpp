@@ -1,0 +1,10 @@
+#include "PyGenParamNodeMap.h"
+
+namespace KyrGenParamPy {
+
+PyGenParamNodeMap::PyGenParamNodeMap(KyrGenParam::NodeMap *nodeMap)
+    : nodeMap_(nodeMap)
+{
+}
+
+} // namespace KyrGenParamPy

@@ -1,0 +1,79 @@
+// The features of one parameter array (a device's camera or transport layer,
+// or an interface), by name and by index, with the last native error code.
+#pragma once
+
+#include <CXX/Extensions.hxx>
+
+#include <camera/KyrGenParam.h>
+
+namespace KyrCamPy {
+class KyrCameraApiPy;
+}
+
+namespace KyrGenParamPy {
+
+class PyGenParams : public Py::PythonExtension<PyGenParams>
+{
+public:
+    // `array` may be null: every method then answers its failure value and
+    // leaves the last error alone. The array is borrowed, never released.
+    explicit PyGenParams(KyrGenParam::Array *array);
+
+    KyrGenParam::Array *array() const { return array_; }
+
+    // The type-code and visibility names as integers, then the methods.
+    Py::Object getattr(const char *name) override;
+
+    Py::Object GetCount();
+    Py::Object GetParamByIndex(const Py::Tuple &args);
+    Py::Object GetRootCategory();
+    Py::Object GetParam(const Py::Tuple &args);
+    Py::Object GetBoolean(const Py::Tuple &args);
+    Py::Object GetBooleanValue(const Py::Tuple &args);
+    Py::Object SetBooleanValue(const Py::Tuple &args);
+    Py::Object GetInt(const Py::Tuple &args);
+    Py::Object SetIntegerValue(const Py::Tuple &args);
+    Py::Object GetIntegerValue(const Py::Tuple &args);
+    Py::Object GetFloat(const Py::Tuple &args);
+    Py::Object SetFloatValue(const Py::Tuple &args);
+    Py::Object GetFloatValue(const Py::Tuple &args);
+    Py::Object GetCommand(const Py::Tuple &args);
+    Py::Object ExecuteCommand(const Py::Tuple &args);
+    Py::Object IsCommandDone(const Py::Tuple &args);
+    Py::Object GetString(const Py::Tuple &args);
+    Py::Object GetStringValue(const Py::Tuple &args);
+    Py::Object SetStringValue(const Py::Tuple &args);
+    Py::Object GetEnum(const Py::Tuple &args);
+    Py::Object GetEnumValueStr(const Py::Tuple &args);
+    Py::Object GetEnumValue(const Py::Tuple &args);
+    Py::Object SetEnumValue(const Py::Tuple &args);
+    Py::Object SetEnumValueStr(const Py::Tuple &args);
+    Py::Object GetNodeMap();
+    Py::Object GetLastError();
+
+private:
+    friend class KyrCamPy::KyrCameraApiPy;  // registers the type
+
+    // True when `args` is too short: the message is written and the last
+    // error is -40121.
+    bool tooFew(const Py::Tuple &args, Py::Tuple::size_type count, const char *message);
+
+    // The result pair of a value getter by name; the native code goes
+    // straight into the last error.
+    template <typename Value>
+    Py::Object valueByName(const Py::Tuple &args, const char *message,
+                           Value (KyrGenParam::Array::*getter)(const char *, KyrCamErr *) noexcept);
+
+    // A typed feature by name, wrapped in `Wrapper`, or None.
+    template <typename Wrapper, typename Node>
+    Py::Object nodeByName(const Py::Tuple &args, const char *message,
+                          Node *(KyrGenParam::Array::*getter)(const char *, KyrCamErr *) noexcept);
+
+    // Stores a setter's code in the last error and answers its status.
+    Py::Object setResult(KyrCamErr code);
+
+    KyrGenParam::Array *array_;
+    KyrCamErr lastError_ = KyrCam::kOk;
+};
+
+} // namespace KyrGenParamPy
