@@ -1,0 +1,129 @@
+#include "kernels_private.h"
+
+#include <algorithm>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#include <tmmintrin.h>
+#endif
+
+namespace KyrImageLib {
+
+namespace {
+
+// Below this much data a second thread costs more than it saves.
+constexpr uint64_t kParallelBytes = 1 << 20;
+
+void unpackPairsScalar(const uint8_t *in, uint16_t *out, uint32_t pairs, uint32_t bits) noexcept
+{
+    for (uint32_t i = 0; i < pairs; ++i, in += 3, out += 2) {
+        if (bits == 12) {
+            out[0] = uint16_t(in[0] << 4 | (in[1] & 0xF));
+            out[1] = uint16_t(in[2] << 4 | in[1] >> 4);
+        } else {
+            out[0] = uint16_t(in[0] << 2 | (in[1] & 0x3));
+            out[1] = uint16_t(in[2] << 2 | ((in[1] >> 4) & 0x3));
+        }
+    }
+}
+
+#if defined(__x86_64__)
+// Eight pixels from twelve bytes per step: the byte shuffle gives each 16-bit
+// lane its two source bytes, and shifts and masks pick the bits of even
+// (first of a pair) and odd pixels.
+__attribute__((target("ssse3"))) uint32_t unpackPairsSsse3(const uint8_t *in, uint16_t *out, uint32_t pairs,
+                                                             uint32_t bits) noexcept
+{
+    const __m128i shuffle = _mm_setr_epi8(0, 1, 1, 2, 3, 4, 4, 5, 6, 7, 7, 8, 9, 10, 10, 11);
+    const __m128i evenLanes = _mm_set1_epi32(0x0000FFFF);
+    const __m128i lowBits = _mm_set1_epi16(bits == 12 ? 0x000F : 0x0003);
+    const __m128i highBits = _mm_set1_epi16(bits == 12 ? 0x0FF0 : 0x03FC);
+    const int shift = int(bits) - 8;
+    uint32_t done = 0;
+    // Each load reads 16 bytes for 12 used: stop while 4 spare bytes remain.
+    for (; done + 4 <= pairs && (uint64_t(pairs) - done) * 3 >= 16; done += 4, in += 12, out += 8) {
+        const __m128i w = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(in)), shuffle);
+        __m128i even, odd;
+        if (shift == 4) {
+            even = _mm_or_si128(_mm_and_si128(_mm_slli_epi16(w, 4), highBits), _mm_and_si128(_mm_srli_epi16(w, 8), lowBits));
+            odd = _mm_srli_epi16(w, 4);
+        } else {
+            even = _mm_or_si128(_mm_and_si128(_mm_slli_epi16(w, 2), highBits), _mm_and_si128(_mm_srli_epi16(w, 8), lowBits));
+            odd = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(w, 6), highBits), _mm_and_si128(_mm_srli_epi16(w, 4), lowBits));
+        }
+        const __m128i pixels = _mm_or_si128(_mm_and_si128(even, evenLanes), _mm_andnot_si128(evenLanes, odd));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out), pixels);
+    }
+    return done;
+}
+
+const bool kHasSsse3 = __builtin_cpu_supports("ssse3");
+#endif
+
+} // namespace
+
+void unpackLine(const uint8_t *source, uint16_t *target, uint32_t width, uint32_t bits) noexcept
+{
+    const uint32_t pairs = width / 2;
+    uint32_t done = 0;
+#if defined(__x86_64__)
+    if (kHasSsse3)
+        done = unpackPairsSsse3(source, target, pairs, bits);
+#endif
+    unpackPairsScalar(source + 3 * uint64_t(done), target + 2 * uint64_t(done), pairs - done, bits);
+    if (width % 2) {
+        // A lone last pixel: its high bits in the first byte, low bits in the second.
+        const uint8_t *in = source + 3 * uint64_t(pairs);
+        target[width - 1] = bits == 12 ? uint16_t(in[0] << 4 | (in[1] & 0xF)) : uint16_t(in[0] << 2 | (in[1] & 0x3));
+    }
+}
+
+void reduceLine(const uint16_t *source, uint8_t *target, uint64_t count, uint32_t bits) noexcept
+{
+    const uint32_t shift = bits > 8 ? bits - 8 : 0;
+    uint64_t i = 0;
+#if defined(__x86_64__)
+    const __m128i count128 = _mm_cvtsi32_si128(int(shift));
+    for (; i + 16 <= count; i += 16) {
+        // Shifted samples stay below 0x8000, so the signed saturating pack clamps at 255.
+        const __m128i a = _mm_srl_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(source + i)), count128);
+        const __m128i b = _mm_srl_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(source + i + 8)), count128);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(target + i), _mm_packus_epi16(a, b));
+    }
+#endif
+    for (; i < count; ++i) {
+        const uint32_t value = uint32_t(source[i]) >> shift;
+        target[i] = uint8_t(value > 255 ? 255 : value);
+    }
+}
+
+void forEachSlice(uint32_t lines, uint64_t bytes, const std::function<void(uint32_t, uint32_t)> &work) noexcept
+{
+    uint32_t slices = std::max(1u, std::thread::hardware_concurrency());
+    if (bytes < kParallelBytes || lines < 2 * slices)
+        slices = 1;
+    std::vector<std::thread> helpers;
+    uint32_t first = 0;
+    for (uint32_t s = 1; s <= slices; ++s) {
+        const uint32_t end = uint32_t(uint64_t(lines) * s / slices);
+        if (s == slices) {
+            work(first, end);
+            break;
+        }
+        try {
+            helpers.emplace_back(work, first, end);
+        } catch (const std::exception &) {
+            // No thread to be had: this thread does the rest itself.
+            work(first, lines);
+            break;
+        }
+        first = end;
+    }
+    for (std::thread &helper : helpers)
+        helper.join();
+}
+
+} // namespace KyrImageLib

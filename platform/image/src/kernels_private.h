@@ -1,0 +1,23 @@
+// Line kernels shared by the unpacker, the converter and the demosaicing
+// library, and the split of an image's lines over the machine's cores.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+namespace KyrImageLib {
+
+// GigE Vision "Packed" lines (two pixels in three bytes) of `width` pixels
+// into 16-bit containers; `bits` is 10 or 12.
+void unpackLine(const uint8_t *source, uint16_t *target, uint32_t width, uint32_t bits) noexcept;
+
+// 16-bit samples of `bits` significant bits to 8 bits (the top eight),
+// saturating samples that exceed `bits`.
+void reduceLine(const uint16_t *source, uint8_t *target, uint64_t count, uint32_t bits) noexcept;
+
+// Calls `work(first, end)` on consecutive slices of [0, lines), on several
+// threads when `bytes` (the data the work touches) makes that worthwhile;
+// returns when every slice is done. `work` must not throw.
+void forEachSlice(uint32_t lines, uint64_t bytes, const std::function<void(uint32_t, uint32_t)> &work) noexcept;
+
+} // namespace KyrImageLib
