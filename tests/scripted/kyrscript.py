@@ -79,6 +79,19 @@ def Category(name, *children, **answers):
     return feature
 
 
+def frame(data=b"", width=1, height=1, pixel=0x01080101, offset=0, size=None, **fields):
+    """A frame as a stream's GetBuffer answer: the bytes `data` placed `offset`
+    bytes into the buffer (the bytes before it are 0xEE), `size` of them valid
+    (all by default; more are zeros), the geometry, the pixel type code, and
+    further fields: id, timestamp, incomplete, xoffset, yoffset, xpadding,
+    ypadding."""
+    fields = {"width": width, "height": height, "offset": offset, **fields}
+    if size is not None:
+        fields["size"] = size
+    numbers = " ".join(f"{key}={int(value)}" for key, value in fields.items())
+    return f"{numbers} pixel={pixel:#x} data={bytes(data).hex()}"
+
+
 class Script:
     """The scripted platform's script: answers, call log, barriers, live objects.
 
@@ -103,6 +116,8 @@ class Script:
             function.argtypes = args
             function.restype = result
         self._lib = lib
+        self._lib_dir = lib_dir
+        self._camera = None  # the scripted camera library, loaded on first use
 
     def reset(self):
         """Forgets every answer and the log."""
@@ -161,3 +176,17 @@ class Script:
     def live_objects(self):
         """Objects handed to the binding that it has not released yet."""
         return self._lib.KyrScript_LiveObjects()
+
+    def fire_event(self, device, event_id, data=b"", timeout=5.0):
+        """Has the open device `device` deliver an event on its own thread and
+        waits for the delivery: the number of callbacks that got it, or -1 when
+        there is no such device or the delivery did not end in time."""
+        if self._camera is None:
+            camera = ctypes.CDLL(str(self._lib_dir / "libKyrCameraApi.so"))
+            camera.KyrScriptCam_FireEvent.argtypes = [
+                ctypes.c_char_p, ctypes.c_uint32, ctypes.c_char_p, ctypes.c_uint64, ctypes.c_int,
+            ]
+            camera.KyrScriptCam_FireEvent.restype = ctypes.c_int
+            self._camera = camera
+        data = bytes(data)
+        return self._camera.KyrScriptCam_FireEvent(device.encode(), event_id, data, len(data), int(timeout * 1000))

@@ -86,15 +86,6 @@ const char *ScriptedSystem::GetVersion() noexcept
     return version_.c_str();
 }
 
-// Answers: "system.CreateDeviceFromConfig.err", kErrNoDevice by default; no
-// device is ever made.
-KyrCam::Device *ScriptedSystem::CreateDeviceFromConfig(const char *path, KyrCamErr *err) noexcept
-{
-    record("system.CreateDeviceFromConfig(" + text(path) + ")");
-    *err = static_cast<KyrCamErr>(answerInt({ "system.CreateDeviceFromConfig.err" }, KyrCam::kErrNoDevice));
-    return nullptr;
-}
-
 // Answers: the code; 0 by default.
 KyrCamErr ScriptedSystem::RegisterGenTLProvider(const char *path) noexcept
 {
@@ -111,14 +102,4 @@ KyrCam::System *KyrCam_GetSystem() noexcept
     if (Scripted::answerIsNull({ "KyrCam_GetSystem" }))
         return nullptr;
     return &Scripted::ScriptedSystem::instance();
-}
-
-// Answers: "KyrCam_CreateDevice.err", kErrNoDevice by default; no device is
-// ever made.
-KyrCam::Device *KyrCam_CreateDevice(KyrCam::DeviceInfo *info, int32_t mode, KyrCamErr *err) noexcept
-{
-    Scripted::record(std::string("KyrCam_CreateDevice(") + (info ? "info" : "null") + ", " + std::to_string(mode) +
-                     ")");
-    *err = static_cast<KyrCamErr>(Scripted::answerInt({ "KyrCam_CreateDevice.err" }, KyrCam::kErrNoDevice));
-    return nullptr;
 }

@@ -1,0 +1,472 @@
+#include "scripted_stream.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+
+#include "script.h"
+
+namespace Scripted {
+
+namespace {
+
+constexpr uint8_t kFiller = 0xEE;
+constexpr uint64_t kForever = ~uint64_t{ 0 };
+// Longer waits than this are waits without limit (a year, in milliseconds).
+constexpr uint64_t kLongestWait = 365ull * 24 * 3600 * 1000;
+
+bool parseUnsigned(const std::string &text, uint64_t &value)
+{
+    char *end = nullptr;
+    value = std::strtoull(text.c_str(), &end, 0);
+    return !text.empty() && *end == '\0';
+}
+
+bool parseHex(const std::string &text, std::vector<uint8_t> &bytes)
+{
+    if (text.size() % 2 != 0)
+        return false;
+    bytes.clear();
+    for (size_t i = 0; i < text.size(); i += 2) {
+        uint64_t byte = 0;
+        if (!parseUnsigned("0x" + text.substr(i, 2), byte))
+            return false;
+        bytes.push_back(static_cast<uint8_t>(byte));
+    }
+    return true;
+}
+
+// Components per pixel and bits per component of a pixel type code: one
+// sample for the mono, Bayer and TrueSense classes, four for the RGBa, BGRa
+// and YUV444 rows, three for the other colour rows.
+uint32_t componentsOf(uint32_t code)
+{
+    const uint32_t pixelClass = KyrPixelClassOf(code);
+    if (pixelClass == kKyrPixelClassMono || pixelClass == kKyrPixelClassBayer ||
+        pixelClass == kKyrPixelClassTrueSense)
+        return 1;
+    const uint32_t row = KyrPixelRowOf(code);
+    return row == 0x73 || row == 0x74 || row == 0x84 ? 4 : 3;
+}
+
+uint32_t bitDepthOf(uint32_t code)
+{
+    return 6 + 2 * ((code >> 8) & 0xF);
+}
+
+} // namespace
+
+bool parseFrame(const std::string &text, Frame &frame)
+{
+    frame = Frame{};
+    bool sized = false;
+    std::istringstream fields(text);
+    std::string field;
+    while (fields >> field) {
+        const size_t equals = field.find('=');
+        const std::string key = field.substr(0, equals);
+        const std::string value = equals == std::string::npos ? "" : field.substr(equals + 1);
+        uint64_t number = 0;
+        bool ok = true;
+        if (key == "data") {
+            ok = parseHex(value, frame.data);
+        } else {
+            ok = parseUnsigned(value, number);
+            if (key == "width")
+                frame.width = static_cast<uint32_t>(number);
+            else if (key == "height")
+                frame.height = static_cast<uint32_t>(number);
+            else if (key == "pixel")
+                frame.pixelType = number;
+            else if (key == "offset")
+                frame.offset = number;
+            else if (key == "size")
+                sized = true, frame.size = number;
+            else if (key == "id")
+                frame.frameId = number;
+            else if (key == "timestamp")
+                frame.timestamp = number;
+            else if (key == "incomplete")
+                frame.incomplete = number != 0;
+            else if (key == "xoffset")
+                frame.xOffset = static_cast<int32_t>(number);
+            else if (key == "yoffset")
+                frame.yOffset = static_cast<int32_t>(number);
+            else if (key == "xpadding")
+                frame.xPadding = static_cast<int32_t>(number);
+            else if (key == "ypadding")
+                frame.yPadding = static_cast<int32_t>(number);
+            else
+                ok = false;
+        }
+        if (!ok) {
+            std::fprintf(stderr, "scripted: bad frame field '%s'\n", field.c_str());
+            return false;
+        }
+    }
+    if (!sized)
+        frame.size = frame.data.size();
+    return true;
+}
+
+ScriptedBuffer::ScriptedBuffer(int index, int64_t size)
+    : index_(index)
+    , memory_(static_cast<size_t>(std::max<int64_t>(size, 0)))
+{
+}
+
+void ScriptedBuffer::deliver(const Frame &frame)
+{
+    frame_ = frame;
+    const uint64_t payload = std::max<uint64_t>(frame.size, frame.data.size());
+    memory_.assign(frame.offset + payload, 0);
+    std::fill_n(memory_.begin(), frame.offset, kFiller);
+    std::copy(frame.data.begin(), frame.data.end(), memory_.begin() + frame.offset);
+    const auto code = static_cast<uint32_t>(frame.pixelType);
+    image_ = KyrImage{};
+    image_.pixelType = code;
+    image_.width = frame.width;
+    image_.height = frame.height;
+    image_.bitDepth = bitDepthOf(code);
+    image_.components = componentsOf(code);
+    image_.packing = (code >> 8) & 0xFF;
+    image_.bitsPerPixel = KyrPixelBitsOf(code);
+    image_.stride = static_cast<uint32_t>((uint64_t{ frame.width } * image_.bitsPerPixel + 7) / 8);
+    image_.size = frame.size;
+    image_.data = memory_.data() + frame.offset;
+    delivered_ = true;
+}
+
+KyrImage *ScriptedBuffer::GetImage() noexcept
+{
+    return delivered_ ? &image_ : nullptr;
+}
+
+uint8_t *ScriptedBuffer::GetBufferPtr() noexcept
+{
+    return memory_.data();
+}
+
+uint64_t ScriptedBuffer::GetImageOffset() noexcept
+{
+    return frame_.offset;
+}
+
+uint64_t ScriptedBuffer::GetBufferSize() noexcept
+{
+    return frame_.size;
+}
+
+uint64_t ScriptedBuffer::GetPixelFormat() noexcept
+{
+    return frame_.pixelType;
+}
+
+uint64_t ScriptedBuffer::GetFrameID() noexcept
+{
+    return frame_.frameId;
+}
+
+uint64_t ScriptedBuffer::GetTimestamp() noexcept
+{
+    return frame_.timestamp;
+}
+
+bool ScriptedBuffer::IsIncomplete() noexcept
+{
+    return frame_.incomplete;
+}
+
+uint32_t ScriptedBuffer::GetWidth() noexcept
+{
+    return frame_.width;
+}
+
+uint32_t ScriptedBuffer::GetHeight() noexcept
+{
+    return frame_.height;
+}
+
+int32_t ScriptedBuffer::GetXOffset() noexcept
+{
+    return frame_.xOffset;
+}
+
+int32_t ScriptedBuffer::GetYOffset() noexcept
+{
+    return frame_.yOffset;
+}
+
+int32_t ScriptedBuffer::GetXPadding() noexcept
+{
+    return frame_.xPadding;
+}
+
+int32_t ScriptedBuffer::GetYPadding() noexcept
+{
+    return frame_.yPadding;
+}
+
+ScriptedStream::ScriptedStream(std::string name)
+    : name_(std::move(name))
+{
+    objectCreated();
+}
+
+KyrCamErr ScriptedStream::reply(const std::string &op, const std::string &call, KyrCamErr natural)
+{
+    record(name_ + "." + call);
+    return static_cast<KyrCamErr>(answerInt({ name_ + "." + op }, natural));
+}
+
+ScriptedBuffer *ScriptedStream::find(KyrCam::Buffer *buffer) const
+{
+    for (const auto &announced : buffers_) {
+        if (announced.get() == buffer)
+            return announced.get();
+    }
+    return nullptr;
+}
+
+bool ScriptedStream::queued(const ScriptedBuffer *buffer) const
+{
+    return std::find(queue_.begin(), queue_.end(), buffer) != queue_.end();
+}
+
+ScriptedBuffer *ScriptedStream::announce(int64_t size)
+{
+    buffers_.push_back(std::make_unique<ScriptedBuffer>(nextIndex_++, size));
+    return buffers_.back().get();
+}
+
+// Answers: "<stream>.Release" is not consulted; the handle is freed.
+void ScriptedStream::Release() noexcept
+{
+    record(name_ + ".Release()");
+    objectReleased();
+    delete this;
+}
+
+// Answers: the size; 4096 by default.
+int64_t ScriptedStream::GetBufferSize() noexcept
+{
+    record(name_ + ".GetBufferSize()");
+    return answerInt({ name_ + ".GetBufferSize" }, 4096);
+}
+
+// Answers: the alignment; 1 by default.
+int64_t ScriptedStream::GetBufferAlignment() noexcept
+{
+    record(name_ + ".GetBufferAlignment()");
+    return answerInt({ name_ + ".GetBufferAlignment" }, 1);
+}
+
+// Answers: the count; 2 by default.
+int64_t ScriptedStream::GetMinNumBuffers() noexcept
+{
+    record(name_ + ".GetMinNumBuffers()");
+    return answerInt({ name_ + ".GetMinNumBuffers" }, 2);
+}
+
+// Answers: the count; by default the buffers really queued.
+int64_t ScriptedStream::GetBufferQueueSize() noexcept
+{
+    record(name_ + ".GetBufferQueueSize()");
+    int64_t size = 0;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        size = static_cast<int64_t>(queue_.size());
+    }
+    return answerInt({ name_ + ".GetBufferQueueSize" }, size);
+}
+
+// Answers (here and below): the code; by default what the contract gives the
+// stream's state.
+KyrCamErr ScriptedStream::StartAcquisition(uint64_t frameCount, const void *reserved) noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    const KyrCamErr natural = reserved ? KyrCam::kErrInvalidParameter
+                              : acquiring_ ? KyrCam::kErrResourceInUse
+                                           : KyrCam::kOk;
+    const std::string count = frameCount == kForever ? "all" : std::to_string(frameCount);
+    const KyrCamErr code = reply("StartAcquisition", "StartAcquisition(" + count + ")", natural);
+    acquiring_ = acquiring_ || code == KyrCam::kOk;
+    return code;
+}
+
+KyrCamErr ScriptedStream::StopAcquisition(int32_t mode) noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    const KyrCamErr natural = mode != KyrCam::kStopDefault && mode != KyrCam::kStopKill ? KyrCam::kErrInvalidParameter
+                              : !acquiring_                                              ? KyrCam::kErrInvalidState
+                                                                                         : KyrCam::kOk;
+    const KyrCamErr code = reply("StopAcquisition", "StopAcquisition(" + std::to_string(mode) + ")", natural);
+    acquiring_ = acquiring_ && code != KyrCam::kOk;
+    return code;
+}
+
+KyrCamErr ScriptedStream::FlushBuffers(int32_t mode) noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    const bool known = mode >= KyrCam::kFlushOutputDiscard && mode <= KyrCam::kFlushAllDiscard;
+    const KyrCamErr code = reply("FlushBuffers", "FlushBuffers(" + std::to_string(mode) + ")",
+                                 known ? KyrCam::kOk : KyrCam::kErrInvalidParameter);
+    if (code != KyrCam::kOk)
+        return code;
+    if (mode == KyrCam::kFlushAllToInput || mode == KyrCam::kFlushUnqueuedToInput) {
+        for (const auto &buffer : buffers_) {
+            if (!queued(buffer.get()))
+                queue_.push_back(buffer.get());
+        }
+    } else if (mode == KyrCam::kFlushAllDiscard) {
+        queue_.clear();
+    }
+    return code;
+}
+
+KyrCamErr ScriptedStream::AllocBufferQueue(void *userData, int64_t count) noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    const KyrCamErr natural = count < 1 ? KyrCam::kErrInvalidParameter
+                              : !buffers_.empty() ? KyrCam::kErrResourceInUse
+                                                  : KyrCam::kOk;
+    const std::string call = std::string("AllocBufferQueue(") + (userData ? "data" : "null") + ", " +
+                             std::to_string(count) + ")";
+    const KyrCamErr code = reply("AllocBufferQueue", call, natural);
+    if (code != KyrCam::kOk)
+        return code;
+    const int64_t size = answerInt({ name_ + ".GetBufferSize" }, 4096);
+    for (int64_t i = 0; i < count; ++i)
+        queue_.push_back(announce(size));
+    return code;
+}
+
+KyrCamErr ScriptedStream::ReleaseBufferQueue() noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    const KyrCamErr code = reply("ReleaseBufferQueue", "ReleaseBufferQueue()",
+                                 acquiring_ ? KyrCam::kErrBusy : KyrCam::kOk);
+    if (code == KyrCam::kOk) {
+        queue_.clear();
+        buffers_.clear();
+    }
+    return code;
+}
+
+KyrCamErr ScriptedStream::CancelBuffer() noexcept
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        record(name_ + ".CancelBuffer()");
+        if (waiters_ > 0)
+            ++cancels_;
+    }
+    cancelled_.notify_all();
+    return static_cast<KyrCamErr>(answerInt({ name_ + ".CancelBuffer" }, KyrCam::kOk));
+}
+
+KyrCamErr ScriptedStream::QueueBuffer(KyrCam::Buffer *buffer) noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    ScriptedBuffer *own = find(buffer);
+    const KyrCamErr natural = !own ? KyrCam::kErrInvalidBuffer
+                              : queued(own) ? KyrCam::kErrResourceInUse
+                                            : KyrCam::kOk;
+    const std::string which = own ? "buffer" + std::to_string(own->index()) : "foreign";
+    const KyrCamErr code = reply("QueueBuffer", "QueueBuffer(" + which + ")", natural);
+    if (code == KyrCam::kOk && own && !queued(own))
+        queue_.push_back(own);
+    return code;
+}
+
+KyrCamErr ScriptedStream::RevokeBuffer(KyrCam::Buffer *buffer) noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    ScriptedBuffer *own = find(buffer);
+    const std::string which = own ? "buffer" + std::to_string(own->index()) : buffer ? "foreign" : "null";
+    const KyrCamErr code = reply("RevokeBuffer", "RevokeBuffer(" + which + ")",
+                                 own ? KyrCam::kOk : KyrCam::kErrInvalidBuffer);
+    if (code == KyrCam::kOk && own) {
+        queue_.erase(std::remove(queue_.begin(), queue_.end(), own), queue_.end());
+        buffers_.erase(std::find_if(buffers_.begin(), buffers_.end(),
+                                    [own](const std::unique_ptr<ScriptedBuffer> &b) { return b.get() == own; }));
+    }
+    return code;
+}
+
+KyrCamErr ScriptedStream::waitForCancel(uint64_t timeoutMs, const std::string &call)
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    const uint64_t seen = cancels_;
+    ++waiters_;
+    // Logged once the wait can be cancelled, so that a test that waits for
+    // the call to enter may cancel it at once.
+    record(call);
+    const auto cancelled = [&] { return cancels_ != seen; };
+    bool ended = true;
+    if (timeoutMs >= kLongestWait)
+        cancelled_.wait(lock, cancelled);
+    else
+        ended = cancelled_.wait_for(lock, std::chrono::milliseconds(timeoutMs), cancelled);
+    --waiters_;
+    return ended ? KyrCam::kErrAbort : KyrCam::kErrTimeout;
+}
+
+// Answers: a frame line delivers that frame into the oldest queued buffer
+// (with none queued the frame is lost, as a camera drops it: kErrTimeout);
+// "null" gives null with "<stream>.GetBuffer.err" (kErrTimeout by default); no
+// answer waits for CancelBuffer (kErrAbort) or the timeout (kErrTimeout).
+KyrCam::Buffer *ScriptedStream::GetBuffer(uint64_t timeoutMs, KyrCamErr *err) noexcept
+{
+    const std::string timeout = timeoutMs == kForever ? "forever" : std::to_string(timeoutMs);
+    const std::string call = "GetBuffer(" + timeout + ")";
+    const std::string key = name_ + ".GetBuffer";
+    std::optional<std::string> frameText = answer({ key });
+    if (!frameText) {
+        *err = waitForCancel(timeoutMs, name_ + "." + call);
+        return nullptr;
+    }
+    record(name_ + "." + call);
+    if (*frameText == "null") {
+        *err = static_cast<KyrCamErr>(answerInt({ key + ".err" }, KyrCam::kErrTimeout));
+        return nullptr;
+    }
+    Frame frame;
+    if (!parseFrame(*frameText, frame)) {
+        *err = KyrCam::kErrInvalidParameter;
+        return nullptr;
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (queue_.empty()) {
+        *err = KyrCam::kErrTimeout;
+        return nullptr;
+    }
+    ScriptedBuffer *buffer = queue_.front();
+    queue_.pop_front();
+    buffer->deliver(frame);
+    *err = KyrCam::kOk;
+    return buffer;
+}
+
+// Answers: "<stream>.CreateBuffer" = "null" for no buffer, with
+// "<stream>.CreateBuffer.err" (kErrOutOfMemory by default).
+KyrCam::Buffer *ScriptedStream::CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    record(name_ + ".CreateBuffer(" + std::to_string(size) + ", " + (userData ? "data" : "null") + ")");
+    const std::string key = name_ + ".CreateBuffer";
+    if (answerIsNull({ key })) {
+        *err = static_cast<KyrCamErr>(answerInt({ key + ".err" }, KyrCam::kErrOutOfMemory));
+        return nullptr;
+    }
+    if (size < 1) {
+        *err = KyrCam::kErrInvalidParameter;
+        return nullptr;
+    }
+    *err = KyrCam::kOk;
+    return announce(size);
+}
+
+} // namespace Scripted
