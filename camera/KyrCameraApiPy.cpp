@@ -1,6 +1,10 @@
 #include "KyrCameraApiPy.h"
 
 #include "Conversion.h"
+#include "ErrorReport.h"
+#include "PyBuffer.h"
+#include "PyDataStream.h"
+#include "PyDevice.h"
 #include "PyDeviceInfo.h"
 #include "PyDeviceInterface.h"
 #include "PyKyrSystem.h"
@@ -31,8 +35,47 @@ KyrCameraApiPy::KyrCameraApiPy()
     PyKyrSystem::add_noargs_method("GetVersion", &PyKyrSystem::GetVersion, "");
     PyKyrSystem::add_varargs_method("SelectCamera", &PyKyrSystem::SelectCamera, "");
     PyKyrSystem::add_varargs_method("ActionCamera", &PyKyrSystem::ActionCamera, "");
+    PyKyrSystem::add_varargs_method("CreateDeviceFromConfig", &PyKyrSystem::CreateDeviceFromConfig, "");
     PyKyrSystem::add_varargs_method("RegisterGenTLProvider", &PyKyrSystem::RegisterGenTLProvider, "");
     PyKyrSystem::add_noargs_method("GetLastError", &PyKyrSystem::GetLastError, "");
+
+    PyDevice::behaviors().name("PyDevice");
+    PyDevice::behaviors().doc("documentation for PyDevice class");
+    PyDevice::add_noargs_method("GetInfo", &PyDevice::GetInfo, "");
+    PyDevice::add_noargs_method("GetDisplayName", &PyDevice::GetDisplayName, "");
+    PyDevice::add_noargs_method("GetNumStreams", &PyDevice::GetNumStreams, "");
+    PyDevice::add_noargs_method("GetCameraParameters", &PyDevice::GetCameraParameters, "");
+    PyDevice::add_noargs_method("Release", &PyDevice::Release, "");
+    PyDevice::add_noargs_method("IsValid", &PyDevice::IsValid, "");
+    PyDevice::add_varargs_method("ReadMem", &PyDevice::ReadMem, "");
+    PyDevice::add_varargs_method("WriteMem", &PyDevice::WriteMem, "");
+    PyDevice::add_varargs_method("GetStreamByIndex", &PyDevice::GetStreamByIndex, "");
+    PyDevice::add_varargs_method("GetStreamByName", &PyDevice::GetStreamById, "");
+    PyDevice::add_varargs_method("SaveConfiguration", &PyDevice::SaveConfiguration, "");
+    PyDevice::add_varargs_method("LoadConfiguration", &PyDevice::LoadConfiguration, "");
+    PyDevice::add_noargs_method("GetTransportParameters", &PyDevice::GetTransportParameters, "");
+    PyDevice::add_varargs_method("RegisterEvent", &PyDevice::RegisterEvent, "");
+    PyDevice::add_varargs_method("UnRegisterEvent", &PyDevice::UnRegisterEvent, "");
+    PyDevice::add_noargs_method("GetLastError", &PyDevice::GetLastError, "");
+
+    PyDataStream::behaviors().name("PyDataStream");
+    PyDataStream::behaviors().supportGetattr();
+    PyDataStream::add_noargs_method("GetBufferSize", &PyDataStream::GetBufferSize, "");
+    PyDataStream::add_noargs_method("GetBufferAlignment", &PyDataStream::GetBufferAlignment, "");
+    PyDataStream::add_noargs_method("GetMinNumBuffers", &PyDataStream::GetMinNumBuffers, "");
+    PyDataStream::add_noargs_method("StartAcquisition", &PyDataStream::StartAcquisition, "");
+    PyDataStream::add_varargs_method("StopAcquisition", &PyDataStream::StopAcquisition, "");
+    PyDataStream::add_varargs_method("CreateBuffer", &PyDataStream::CreateBuffer, "");
+    PyDataStream::add_noargs_method("GetBufferQueueSize", &PyDataStream::GetBufferQueueSize, "");
+    PyDataStream::add_varargs_method("QueueBuffer", &PyDataStream::QueueBuffer, "");
+    PyDataStream::add_varargs_method("GetBuffer", &PyDataStream::GetBuffer, "");
+    PyDataStream::add_varargs_method("FlushBuffers", &PyDataStream::FlushBuffers, "");
+    PyDataStream::add_noargs_method("Release", &PyDataStream::Release, "");
+    PyDataStream::add_varargs_method("RevokeBuffer", &PyDataStream::RevokeBuffer, "");
+    PyDataStream::add_varargs_method("AllocBufferQueue", &PyDataStream::AllocBufferQueue, "");
+    PyDataStream::add_noargs_method("ReleaseBufferQueue", &PyDataStream::ReleaseBufferQueue, "");
+    PyDataStream::add_noargs_method("CancelBuffer", &PyDataStream::CancelBuffer, "");
+    PyDataStream::add_noargs_method("GetLastError", &PyDataStream::GetLastError, "");
 
     PyGenParamEnum::behaviors().name("PyGenParamEnum");
     PyGenParamEnum::add_noargs_method("GetCount", &PyGenParamEnum::GetCount, "");
@@ -129,6 +172,20 @@ KyrCameraApiPy::KyrCameraApiPy()
     PyGenParams::add_noargs_method("GetNodeMap", &PyGenParams::GetNodeMap, "");
     PyGenParams::add_noargs_method("GetLastError", &PyGenParams::GetLastError, "");
 
+    PyBuffer::behaviors().name("PyBuffer");
+    PyBuffer::add_noargs_method("GetWidth", &PyBuffer::GetWidth, "");
+    PyBuffer::add_noargs_method("GetHeight", &PyBuffer::GetHeight, "");
+    PyBuffer::add_noargs_method("GetBufferPtr", &PyBuffer::GetBufferPtr, "");
+    PyBuffer::add_noargs_method("GetImage", &PyBuffer::GetImage, "");
+    PyBuffer::add_noargs_method("IsIncomplete", &PyBuffer::IsIncomplete, "");
+    PyBuffer::add_noargs_method("GetPixelFormat", &PyBuffer::GetPixelFormat, "");
+    PyBuffer::add_noargs_method("GetFrameID", &PyBuffer::GetFrameID, "");
+    PyBuffer::add_noargs_method("GetXOffset", &PyBuffer::GetXOffset, "");
+    PyBuffer::add_noargs_method("GetYOffset", &PyBuffer::GetYOffset, "");
+    PyBuffer::add_noargs_method("GetXPadding", &PyBuffer::GetXPadding, "");
+    PyBuffer::add_noargs_method("GetYPadding", &PyBuffer::GetYPadding, "");
+    PyBuffer::add_noargs_method("GetTimestamp", &PyBuffer::GetTimestamp, "");
+
     PyDeviceInterface::behaviors().name("PyDeviceInterface");
     PyDeviceInterface::behaviors().supportGetattr();
     PyDeviceInterface::add_noargs_method("GetDescription", &PyDeviceInterface::GetDescription, "");
@@ -142,6 +199,8 @@ KyrCameraApiPy::KyrCameraApiPy()
     PyDeviceInfo::init_type();
 
     add_noargs_method("PyKyrSystem", &KyrCameraApiPy::factory_PyKyrSystem, "documentation for PyKyrSystem()");
+    add_varargs_method("PyKyrCreateDevice", &KyrCameraApiPy::PyKyrCreateDevice,
+                       "documentation for PyKyrCreateDevice()");
     add_varargs_method("PyCreateDisplay", &KyrCameraApiPy::PyCreateDisplay, "");
     add_noargs_method("PyResetDisplay", &KyrCameraApiPy::PyResetDisplay, "");
     add_varargs_method("PyShowImageOnDisplay", &KyrCameraApiPy::PyShowImageOnDisplay, "");
@@ -159,6 +218,21 @@ KyrCameraApiPy::~KyrCameraApiPy() = default;
 Py::Object KyrCameraApiPy::factory_PyKyrSystem()
 {
     return Py::asObject(new PyKyrSystem());
+}
+
+Py::Object KyrCameraApiPy::PyKyrCreateDevice(const Py::Tuple &args)
+{
+    KyrCam::DeviceInfo *info = nullptr;
+    if (args.length() >= 1) {
+        if (!PyDeviceInfo::check(args[0])) {
+            reportLine("Wrong DeviceInfo\n");
+            return Py::None();
+        }
+        info = static_cast<PyDeviceInfo *>(args[0].ptr())->cxx_getDevInfo();
+    }
+    // A failed creation still gives a device wrapper, an invalid one; the code
+    // stays in the module's last error.
+    return Py::asObject(new PyDevice(KyrCam_CreateDevice(info, KyrCam::kOpenControl, &lastError_)));
 }
 
 Py::Object KyrCameraApiPy::PyCreateDisplay(const Py::Tuple &)

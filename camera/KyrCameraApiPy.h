@@ -25,6 +25,8 @@ public:
     virtual Py::Object PyDestroyGenParamTreeView(const Py::Tuple &args);
     virtual Py::Object PyActionCamera(const Py::Tuple &args);
 
+    // A device for the PyDeviceInfo given, or for the library's choice.
+    Py::Object PyKyrCreateDevice(const Py::Tuple &args);
     Py::Object GetLastError();
     Py::Object ErrorCodeToString(const Py::Tuple &args);
 

@@ -5,6 +5,7 @@
 
 #include "Conversion.h"
 #include "ErrorReport.h"
+#include "PyDevice.h"
 #include "PyDeviceInterface.h"
 
 namespace KyrCamPy {
@@ -61,6 +62,19 @@ Py::Object PyKyrSystem::SelectCamera(const Py::Tuple &)
 Py::Object PyKyrSystem::ActionCamera(const Py::Tuple &)
 {
     return Py::None();
+}
+
+Py::Object PyKyrSystem::CreateDeviceFromConfig(const Py::Tuple &args)
+{
+    if (!system_ || args.length() < 1)
+        return Py::None();
+    const std::string path = strToUtf8(args[0]);
+    KyrCam::Device *device = system_->CreateDeviceFromConfig(path.c_str(), &lastError_);
+    if (lastError_ != KyrCam::kOk || !device) {
+        reportError("Create device from config", lastError_);
+        return Py::None();
+    }
+    return Py::asObject(new PyDevice(device));
 }
 
 Py::Object PyKyrSystem::RegisterGenTLProvider(const Py::Tuple &args)

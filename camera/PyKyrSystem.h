@@ -24,6 +24,8 @@ public:
     virtual Py::Object SelectCamera(const Py::Tuple &args);
     // Always None: the working dialog is the module function PyActionCamera.
     virtual Py::Object ActionCamera(const Py::Tuple &args);
+    // A PyDevice opened from a configuration file, or None.
+    Py::Object CreateDeviceFromConfig(const Py::Tuple &args);
     Py::Object RegisterGenTLProvider(const Py::Tuple &args);
     Py::Object GetLastError();
 

@@ -5,6 +5,7 @@ import pytest
 # Grows as the camera, image and GUI functions are built.
 FUNCTIONS = {
     "PyKyrSystem",
+    "PyKyrCreateDevice",
     "PyCreateDisplay",
     "PyResetDisplay",
     "PyShowImageOnDisplay",
@@ -18,6 +19,7 @@ FUNCTIONS = {
 # Functions with a doc; every other one has none.
 DOCS = {
     "PyKyrSystem": "documentation for PyKyrSystem()",
+    "PyKyrCreateDevice": "documentation for PyKyrCreateDevice()",
 }
 
 

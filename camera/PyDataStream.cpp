@@ -1,0 +1,201 @@
+#include "PyDataStream.h"
+
+#include <cstring>
+
+#include "Conversion.h"
+#include "ErrorReport.h"
+#include "PyBuffer.h"
+
+namespace KyrCamPy {
+
+namespace {
+
+struct FlushModeName {
+    const char *name;
+    KyrCam::FlushMode mode;
+};
+
+constexpr FlushModeName kFlushModes[] = {
+    { "Flush_OutputDiscard", KyrCam::kFlushOutputDiscard },
+    { "Flush_AllToInput", KyrCam::kFlushAllToInput },
+    { "Flush_UnqueuedToInput", KyrCam::kFlushUnqueuedToInput },
+    { "Flush_AllDiscard", KyrCam::kFlushAllDiscard },
+};
+
+// The frame count of StartAcquisition that acquires without limit.
+constexpr uint64_t kUnlimited = ~uint64_t{ 0 };
+
+// The PyBuffer in `object`, or null for anything else.
+PyBuffer *asBuffer(const Py::Object &object)
+{
+    return PyBuffer::check(object) ? static_cast<PyBuffer *>(object.ptr()) : nullptr;
+}
+
+} // namespace
+
+PyDataStream::PyDataStream(KyrCam::Stream *stream)
+    : stream_(stream)
+    , bufferSize_(Py::Long(325546L))
+    , minNumBuffers_(Py::Long(3L))
+{
+}
+
+Py::Object PyDataStream::getattr(const char *name)
+{
+    for (const FlushModeName &flush : kFlushModes) {
+        if (std::strcmp(name, flush.name) == 0)
+            return Py::Long(static_cast<long>(flush.mode));
+    }
+    return getattr_methods(name);
+}
+
+bool PyDataStream::missingArg(const Py::Tuple &args, const char *message)
+{
+    if (args.length() >= 1)
+        return false;
+    reportLine(message);
+    lastError_ = KyrCam::kErrNotEnoughArguments;
+    return true;
+}
+
+Py::Object PyDataStream::GetBufferSize()
+{
+    if (stream_)
+        bufferSize_ = Py::Long(static_cast<PY_LONG_LONG>(stream_->GetBufferSize()));
+    return bufferSize_;
+}
+
+Py::Object PyDataStream::GetBufferAlignment()
+{
+    return Py::Long(static_cast<PY_LONG_LONG>(stream_ ? stream_->GetBufferAlignment() : 0));
+}
+
+Py::Object PyDataStream::GetMinNumBuffers()
+{
+    if (stream_)
+        minNumBuffers_ = Py::Long(static_cast<PY_LONG_LONG>(stream_->GetMinNumBuffers()));
+    return minNumBuffers_;
+}
+
+Py::Object PyDataStream::StartAcquisition()
+{
+    return Py::Boolean(stream_ && stream_->StartAcquisition(kUnlimited, nullptr) == KyrCam::kOk);
+}
+
+Py::Object PyDataStream::withMode(const Py::Tuple &args, const char *message,
+                                  KyrCamErr (KyrCam::Stream::*call)(int32_t) noexcept)
+{
+    if (missingArg(args, message))
+        return Py::False();
+    const auto mode = static_cast<int32_t>(toInt64(args[0]));
+    return Py::Boolean(stream_ && (stream_->*call)(mode) == KyrCam::kOk);
+}
+
+Py::Object PyDataStream::StopAcquisition(const Py::Tuple &args)
+{
+    return withMode(args, "Not enough actual args\n", &KyrCam::Stream::StopAcquisition);
+}
+
+Py::Object PyDataStream::CreateBuffer(const Py::Tuple &args)
+{
+    if (missingArg(args, "Not enough actual args\n"))
+        return Py::None();
+    if (!stream_) {
+        reportLine("wrong dataStream\n");
+        return Py::None();
+    }
+    buffer_ = Py::asObject(new PyBuffer(stream_, toInt64(args[0])));
+    return buffer_;
+}
+
+Py::Object PyDataStream::GetBufferQueueSize()
+{
+    return Py::Long(static_cast<PY_LONG_LONG>(stream_ ? stream_->GetBufferQueueSize() : 0));
+}
+
+Py::Object PyDataStream::QueueBuffer(const Py::Tuple &args)
+{
+    if (missingArg(args, "QueueBuffer not enough actual args\n"))
+        return Py::False();
+    PyBuffer *buffer = asBuffer(args[0]);
+    if (!buffer || !buffer->nativeBuffer() || !stream_)
+        return Py::False();
+    return Py::Boolean(stream_->QueueBuffer(buffer->nativeBuffer()) == KyrCam::kOk);
+}
+
+Py::Object PyDataStream::GetBuffer(const Py::Tuple &args)
+{
+    // The default is the unsigned all-ones timeout, which the fill's signed
+    // conversion turns into -1 (no limit) with an OverflowError left pending.
+    // That order is kept as scripts have always met it.
+    Py::Object timeout = Py::Long(static_cast<unsigned PY_LONG_LONG>(~0ULL));
+    if (args.length() >= 1)
+        timeout = Py::Long(args[0]);
+    // Held here so that the buffer outlives a replacement made by another
+    // thread while the fill waits.
+    const Py::Object current = buffer_;
+    PyBuffer *buffer = asBuffer(current);
+    if (!buffer)
+        return Py::None();
+    lastError_ = buffer->fill(timeout);
+    return lastError_ == KyrCam::kOk ? current : Py::None();
+}
+
+Py::Object PyDataStream::FlushBuffers(const Py::Tuple &args)
+{
+    return withMode(args, "FlushBuffers not enough actual args\n", &KyrCam::Stream::FlushBuffers);
+}
+
+Py::Object PyDataStream::Release()
+{
+    if (stream_) {
+        stream_->Release();
+        stream_ = nullptr;
+        if (PyBuffer *buffer = asBuffer(buffer_))
+            buffer->forgetStream();
+    }
+    return Py::None();
+}
+
+Py::Object PyDataStream::RevokeBuffer(const Py::Tuple &args)
+{
+    if (missingArg(args, "RevokeBuffer not enough actual args\n") || !stream_)
+        return Py::False();
+    PyBuffer *buffer = asBuffer(args[0]);
+    if (!buffer || stream_->RevokeBuffer(buffer->nativeBuffer()) != KyrCam::kOk)
+        return Py::False();
+    buffer->forgetNativeBuffer();
+    return Py::True();
+}
+
+Py::Object PyDataStream::AllocBufferQueue(const Py::Tuple &args)
+{
+    if (missingArg(args, "AllocBufferQueue not enough actual args\n"))
+        return Py::False();
+    const int64_t count = toInt64(args[0]);
+    if (!stream_ || stream_->AllocBufferQueue(nullptr, count) != KyrCam::kOk)
+        return Py::False();
+    buffer_ = Py::asObject(new PyBuffer(stream_));
+    return Py::True();
+}
+
+Py::Object PyDataStream::ReleaseBufferQueue()
+{
+    if (!stream_ || stream_->ReleaseBufferQueue() != KyrCam::kOk)
+        return Py::False();
+    if (PyBuffer *buffer = asBuffer(buffer_))
+        buffer->forgetNativeBuffer();
+    return Py::True();
+}
+
+Py::Object PyDataStream::CancelBuffer()
+{
+    return Py::Boolean(stream_ && stream_->CancelBuffer() == KyrCam::kOk);
+}
+
+Py::Object PyDataStream::GetLastError()
+{
+    return Py::Long(static_cast<long>(lastError_));
+}
+
+} // namespace KyrCamPy
