@@ -1,0 +1,206 @@
+"""The serializer: still images and movies read back by independent readers
+(Pillow, OpenCV, ffprobe), and failures that leave no file behind."""
+
+import ctypes
+import json
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+import cv2
+import numpy as np
+import pytest
+from PIL import Image
+
+from kyrimage import (BGR8, ERR_FILE_OPEN, ERR_FILE_WRITE, ERR_INVALID_STATE, ERR_UNKNOWN_ENCODER,
+                      ERR_UNSUPPORTED_FILE_TYPE, ERR_UNSUPPORTED_PIXEL_TYPE, MONO8, MONO12, OK, RGB8, YUV422_8,
+                      image_of)
+
+RNG = np.random.default_rng(3)
+HEIGHT, WIDTH = 48, 70
+
+
+def gradient(channels=1, bits=8):
+    """A gradient with noise: content that compresses like a real frame."""
+    ramp = np.add.outer(np.arange(HEIGHT), np.arange(WIDTH)) * ((1 << bits) - 1) // (HEIGHT + WIDTH)
+    noise = RNG.integers(-3, 4, (HEIGHT, WIDTH))
+    plane = np.clip(ramp + noise, 0, (1 << bits) - 1)
+    if channels == 1:
+        return plane.astype(np.uint16 if bits > 8 else np.uint8)
+    return np.stack([plane, plane[::-1], np.flipud(plane[:, ::-1])], axis=2).astype(np.uint8)
+
+
+def save(libs, serializer, array, code, path):
+    return libs.KyrImageSerializer_Save(serializer[0], image_of(array, code), str(path).encode())
+
+
+def leftovers(directory):
+    return sorted(name for name in os.listdir(directory) if name.startswith("."))
+
+
+@pytest.mark.parametrize("extension", ["png", "tif", "tiff", "bmp"])
+@pytest.mark.parametrize("code", [MONO8, RGB8, BGR8])
+def test_lossless_eight_bit_files_read_back_exactly(libs, serializer, tmp_path, extension, code):
+    array = gradient(1 if code == MONO8 else 3)
+    path = tmp_path / f"frame.{extension}"
+    assert save(libs, serializer, array, code, path) == OK
+    with Image.open(path) as read:
+        assert read.mode == ("L" if code == MONO8 else "RGB")
+        pixels = np.asarray(read)
+    expected = array[..., ::-1] if code == BGR8 else array
+    np.testing.assert_array_equal(pixels, expected)
+    assert leftovers(tmp_path) == []
+
+
+@pytest.mark.parametrize("extension", ["png", "tiff"])
+def test_twelve_bits_keep_their_depth(libs, serializer, tmp_path, extension):
+    array = gradient(bits=12)
+    path = tmp_path / f"deep.{extension}"
+    assert save(libs, serializer, array, MONO12, path) == OK
+    pixels = cv2.imread(str(path), cv2.IMREAD_UNCHANGED)
+    assert pixels.dtype == np.uint16
+    # Stretched to the full 16-bit range, the top twelve bits are the samples.
+    np.testing.assert_array_equal(pixels >> 4, array)
+    assert pixels.max() == (array.max() << 4 | array.max() >> 8)
+
+
+@pytest.mark.parametrize("extension", ["png", "tiff"])
+def test_palette_writes_indexed_grey(libs, serializer, tmp_path, extension):
+    assert serializer[1].set_int("add.palette", 1) == OK
+    array = gradient()
+    path = tmp_path / f"indexed.{extension}"
+    assert save(libs, serializer, array, MONO8, path) == OK
+    with Image.open(path) as read:
+        assert read.mode == "P"
+        np.testing.assert_array_equal(np.asarray(read.convert("L")), array)
+
+
+@pytest.mark.parametrize("code", [MONO8, BGR8])
+def test_jpeg_is_close_to_the_frame(libs, serializer, tmp_path, code):
+    array = gradient(1 if code == MONO8 else 3)
+    path = tmp_path / "frame.jpg"
+    assert save(libs, serializer, array, code, path) == OK
+    pixels = cv2.imread(str(path), cv2.IMREAD_UNCHANGED)
+    assert pixels.shape == array.shape
+    assert np.abs(pixels.astype(int) - array).mean() < 3
+
+
+@pytest.mark.parametrize("name, code, expected", [
+    ("frame.gif", MONO8, ERR_UNSUPPORTED_FILE_TYPE),
+    ("frame", MONO8, ERR_UNSUPPORTED_FILE_TYPE),
+    ("frame.png", YUV422_8, ERR_UNSUPPORTED_PIXEL_TYPE),
+    ("missing/frame.png", MONO8, ERR_FILE_OPEN),
+])
+def test_refused_saves_leave_no_file(libs, serializer, tmp_path, name, code, expected):
+    assert save(libs, serializer, gradient(), code, tmp_path / name) == expected
+    assert os.listdir(tmp_path) == []
+
+
+def test_save_over_a_directory_leaves_it_alone(libs, serializer, tmp_path):
+    (tmp_path / "taken.png").mkdir()
+    assert save(libs, serializer, gradient(), MONO8, tmp_path / "taken.png") == ERR_FILE_OPEN
+    assert sorted(os.listdir(tmp_path)) == ["taken.png"]
+
+
+FULL_DISK = """
+import resource, signal, sys
+sys.path.insert(0, {here!r})
+from kyrimage import ImageLibraries, image_of
+import ctypes, numpy as np
+libs = ImageLibraries(lambda name: ctypes.CDLL({lib!r} + "/" + name))
+serializer = libs.KyrImageSerializer_CreateComponent(1)
+signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
+frame = np.random.default_rng(1).integers(0, 256, (200, 300), dtype=np.uint8)
+print(libs.KyrImageSerializer_Save(serializer, image_of(frame, {code}), sys.argv[1].encode()))
+"""
+
+
+@pytest.mark.parametrize("extension", ["png", "tiff", "bmp", "jpg"])
+def test_a_full_disk_gives_a_write_error_and_no_file(real_lib, tmp_path, extension):
+    # A file size limit makes writes fail as a full disk does, in a child process.
+    lib_dir = str(Path(real_lib("libKyrImageApi.so")._name).parent)
+    script = FULL_DISK.format(here=str(Path(__file__).parent), lib=lib_dir, code=MONO8)
+    done = subprocess.run([sys.executable, "-c", script, str(tmp_path / f"big.{extension}")],
+                          capture_output=True, text=True, timeout=60)
+    assert done.stdout.strip() == str(ERR_FILE_WRITE), done.stderr
+    assert os.listdir(tmp_path) == []
+
+
+def probe(path):
+    done = subprocess.run(["ffprobe", "-v", "error", "-count_frames", "-select_streams", "v:0", "-show_entries",
+                           "stream=codec_name,width,height,avg_frame_rate,nb_read_frames", "-of", "json", str(path)],
+                          capture_output=True, text=True, timeout=60, check=True)
+    return json.loads(done.stdout)["streams"][0]
+
+
+@pytest.mark.parametrize("extension, encoder, codec_name", [
+    ("avi", "mpeg4", "mpeg4"),
+    ("mkv", "ffv1", "ffv1"),
+    ("mp4", "libx264", "h264"),
+    ("avi", "mjpeg", "mjpeg"),
+])
+@pytest.mark.parametrize("code", [MONO8, BGR8])
+def test_movie_has_its_frames_size_and_rate(libs, serializer, tmp_path, extension, encoder, codec_name, code):
+    handle, params = serializer
+    assert params.set_string("movie.compressor", encoder) == OK
+    for name, value in (("ticks.per.sec", 100000000), ("min.quantizer", 15), ("max.quantizer", 15)):
+        assert params.set_int(name, value) == OK
+    frames = [np.roll(gradient(1 if code == MONO8 else 3), shift, axis=1) for shift in range(12)]
+    path = tmp_path / f"movie.{extension}"
+    assert libs.KyrImageSerializer_StartMovieRecord(handle, image_of(frames[0], code), str(path).encode(), 25.0) == OK
+    for frame in frames:
+        assert libs.KyrImageSerializer_Save(handle, image_of(frame, code), None) == OK
+    assert not path.exists()
+    assert libs.KyrImageSerializer_FinishRecord(handle) == OK
+    stream = probe(path)
+    assert stream["codec_name"] == codec_name
+    assert (stream["width"], stream["height"]) == (WIDTH, HEIGHT)
+    assert stream["avg_frame_rate"] == "25/1"
+    assert int(stream["nb_read_frames"]) == len(frames)
+    assert leftovers(tmp_path) == []
+    if encoder == "ffv1" and code == MONO8:
+        capture = cv2.VideoCapture(str(path))
+        ok, first = capture.read()
+        assert ok and np.array_equal(first[..., 0], frames[0])
+
+
+@pytest.mark.parametrize("name, encoder, expected", [
+    ("movie.avi", "no-such-encoder", ERR_UNKNOWN_ENCODER),
+    ("movie.mp4", "rawvideo", ERR_UNKNOWN_ENCODER),
+    ("movie.mov", "mpeg4", ERR_UNSUPPORTED_FILE_TYPE),
+    ("missing/movie.avi", "mpeg4", ERR_FILE_OPEN),
+])
+def test_refused_movies_leave_no_file(libs, serializer, tmp_path, name, encoder, expected):
+    handle, params = serializer
+    params.set_string("movie.compressor", encoder)
+    code = libs.KyrImageSerializer_StartMovieRecord(handle, image_of(gradient(), MONO8), str(tmp_path / name).encode(),
+                                                    25.0)
+    assert code == expected
+    assert os.listdir(tmp_path) == []
+    assert libs.KyrImageSerializer_Save(handle, image_of(gradient(), MONO8), None) == ERR_INVALID_STATE
+    assert libs.KyrImageSerializer_FinishRecord(handle) == ERR_INVALID_STATE
+
+
+def test_movie_frames_must_match_the_first(libs, serializer, tmp_path):
+    handle, _ = serializer
+    path = tmp_path / "movie.avi"
+    assert libs.KyrImageSerializer_StartMovieRecord(handle, image_of(gradient(), MONO8), str(path).encode(), 10.0) == OK
+    assert libs.KyrImageSerializer_Save(handle, image_of(gradient(3), BGR8), None) == ERR_UNSUPPORTED_PIXEL_TYPE
+    assert libs.KyrImageSerializer_StartMovieRecord(handle, image_of(gradient(), MONO8), str(path).encode(),
+                                                    10.0) == ERR_INVALID_STATE
+    assert libs.KyrImageSerializer_FinishRecord(handle) == OK
+    assert path.exists()
+
+
+def test_compressors_are_usable_names_each_ended_by_a_bar(libs, serializer, tmp_path):
+    handle, params = serializer
+    code, text = params.get_string("movie.compressors")
+    assert code == OK
+    assert text.endswith("|") and len(text) < 256
+    names = text.split("|")[:-1]
+    assert "mpeg4" in names and "libx264" in names
+    assert params.set_string("movie.compressors", "x|") != OK
+    small = params.get_string("movie.compressors", 4)
+    assert small == (0xE000000C, text[:3])
