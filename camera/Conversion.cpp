@@ -12,8 +12,11 @@ int64_t toInt64(const Py::Object &value)
 
 uint64_t toUint64(const Py::Object &value)
 {
-    const Py::Object integer(PyNumber_Long(value.ptr()), true);
-    const unsigned long long result = PyLong_AsUnsignedLongLongMask(integer.ptr());
+    PyObject *integer = PyNumber_Long(value.ptr());
+    if (!integer)
+        throw Py::Exception();
+    const Py::Object owner(integer, true);
+    const unsigned long long result = PyLong_AsUnsignedLongLongMask(integer);
     if (result == static_cast<unsigned long long>(-1) && PyErr_Occurred())
         throw Py::Exception();
     return result;
@@ -50,8 +53,11 @@ std::string encodeUtf8(PyObject *text)
 
 std::string toUtf8(const Py::Object &value)
 {
-    const Py::Object text(PyObject_Str(value.ptr()), true);
-    return encodeUtf8(text.ptr());
+    PyObject *text = PyObject_Str(value.ptr());
+    if (!text)
+        throw Py::Exception();
+    const Py::Object owner(text, true);
+    return encodeUtf8(text);
 }
 
 std::string strToUtf8(const Py::Object &value)
