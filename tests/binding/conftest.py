@@ -27,3 +27,25 @@ def scripted(kyr):
     yield script
     assert script.live_objects() == live_before, "platform objects left unreleased"
     script.reset()
+
+
+@pytest.fixture
+def device(kyr, scripted):
+    """A device opened without a device info: the scripted "device", released
+    at the end; the call log starts empty."""
+    device = kyr.PyKyrCreateDevice()
+    assert device.IsValid()
+    scripted.calls()
+    yield device
+    device.Release()
+
+
+@pytest.fixture
+def stream(device, scripted):
+    """Stream 0 of `device` ("device-stream0") with four queued buffers,
+    acquiring; the call log starts empty."""
+    stream = device.GetStreamByIndex(0)
+    assert stream.AllocBufferQueue(4) and stream.StartAcquisition()
+    scripted.calls()
+    yield stream
+    stream.Release()
