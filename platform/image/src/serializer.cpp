@@ -14,7 +14,6 @@
 using namespace KyrImageLib;
 
 struct KyrImageSerializer {
-    bool movies = false;
     ParamSet params;
     std::unique_ptr<MovieWriter> movie;
 };
@@ -83,14 +82,13 @@ KyrImageSerializer *KyrImageSerializer_CreateComponent(int32_t kind) noexcept
         return nullptr;
     try {
         auto serializer = std::make_unique<KyrImageSerializer>();
-        serializer->movies = kind == kKyrSerializerStillAndMovie;
         ParamSet &params = serializer->params;
         params.declareInt("add.palette", 0);
         params.declareInt("ticks.per.sec", 100000000);
         params.declareInt("min.quantizer", -1);
         params.declareInt("max.quantizer", -1);
         params.declareString("movie.compressor", "mpeg4");
-        params.declareString("movie.compressors", serializer->movies ? usableEncoders(kCompressorsLimit) : "", true);
+        params.declareString("movie.compressors", usableEncoders(kCompressorsLimit), true);
         return serializer.release();
     } catch (const std::bad_alloc &) {
         return nullptr;
@@ -131,7 +129,7 @@ KyrImageStatus KyrImageSerializer_StartMovieRecord(KyrImageSerializer *serialize
 {
     if (!serializer || !image || !fileName)
         return kKyrImageErrInvalidArgument;
-    if (!serializer->movies || serializer->movie)
+    if (serializer->movie)
         return kKyrImageErrInvalidState;
     const ParamSet &params = serializer->params;
     try {

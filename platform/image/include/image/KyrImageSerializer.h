@@ -7,9 +7,11 @@
 
 struct KyrImageSerializer;
 
-// Creation kinds.
-constexpr int32_t kKyrSerializerStill = 0;          // still images only
-constexpr int32_t kKyrSerializerStillAndMovie = 1;  // still images and movies
+// Creation kinds: callers that save still images only name the first, movie
+// makers the second. A component of either kind does both, since one
+// component may serve a caller's stills and movies alike.
+constexpr int32_t kKyrSerializerStill = 0;
+constexpr int32_t kKyrSerializerStillAndMovie = 1;
 
 extern "C" {
 
