@@ -1,0 +1,108 @@
+#include "stream_private.h"
+
+#include <cstdlib>
+
+#include <image/KyrPixelType.h>
+
+#include "pixel_format_private.h"
+
+namespace KyrCam {
+
+namespace {
+
+constexpr size_t kBufferAlignment = 64;
+
+uint32_t bitDepthOf(uint32_t pixelType) noexcept
+{
+    switch ((pixelType >> 8) & 0xF) {
+    case 2:
+        return 10;
+    case 3:
+        return 12;
+    case 4:
+        return 14;
+    case 5:
+        return 16;
+    default:
+        return 8;
+    }
+}
+
+uint32_t componentsOf(uint32_t pixelType) noexcept
+{
+    switch (KyrPixelClassOf(pixelType)) {
+    case kKyrPixelClassRgb:
+        return pixelType == kKyrPixelRGBa8 || pixelType == kKyrPixelBGRa8 ? 4 : 3;
+    case kKyrPixelClassYuv:
+        return pixelType == kKyrPixelYUV444_8 ? 3 : 2;
+    default:
+        return 1;
+    }
+}
+
+} // namespace
+
+void AlignedFree::operator()(uint8_t *memory) const noexcept { std::free(memory); }
+
+std::unique_ptr<AravisBuffer> AravisBuffer::create(int64_t size, void *userData)
+{
+    void *memory = nullptr;
+    if (size < 1 || posix_memalign(&memory, kBufferAlignment, size_t(size)) != 0)
+        return nullptr;
+    std::unique_ptr<AravisBuffer> buffer(new AravisBuffer);
+    buffer->memory_.reset(static_cast<uint8_t *>(memory));
+    buffer->userData_ = userData;
+    buffer->arv_.reset(arv_buffer_new_full(size_t(size), buffer->memory_.get(), buffer.get(), nullptr));
+    if (!buffer->arv_)
+        return nullptr;
+    return buffer;
+}
+
+void AravisBuffer::takeFrame(uint64_t frameId) noexcept
+{
+    ArvBuffer *frame = arv_.get();
+    hasFrame_ = true;
+    frameId_ = frameId;
+    timestamp_ = arv_buffer_get_timestamp(frame);
+    incomplete_ = arv_buffer_get_status(frame) != ARV_BUFFER_STATUS_SUCCESS;
+    size_t received = 0;
+    const void *base = arv_buffer_get_data(frame, &received);
+    image_ = KyrImage{};
+    imageOffset_ = 0;
+    validSize_ = received;
+    xOffset_ = yOffset_ = xPadding_ = yPadding_ = 0;
+    // A frame whose leader was lost has no image description.
+    if (arv_buffer_get_n_parts(frame) < 1 || arv_buffer_get_part_data_type(frame, 0) != ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE)
+        return;
+    gint x = 0, y = 0, width = 0, height = 0, xPadding = 0, yPadding = 0;
+    arv_buffer_get_image_region(frame, &x, &y, &width, &height);
+    arv_buffer_get_image_padding(frame, &xPadding, &yPadding);
+    size_t imageSize = 0;
+    const void *image = arv_buffer_get_image_data(frame, &imageSize);
+    if (image && base) {
+        imageOffset_ = uint64_t(static_cast<const uint8_t *>(image) - static_cast<const uint8_t *>(base));
+        validSize_ = received > imageOffset_ ? received - imageOffset_ : 0;
+    }
+    xOffset_ = x;
+    yOffset_ = y;
+    xPadding_ = xPadding;
+    yPadding_ = yPadding;
+    const uint32_t pixelType = pixelTypeFromPfnc(arv_buffer_get_image_pixel_format(frame));
+    image_.pixelType = pixelType;
+    image_.width = uint32_t(width > 0 ? width : 0);
+    image_.height = uint32_t(height > 0 ? height : 0);
+    image_.bitDepth = bitDepthOf(pixelType);
+    image_.components = componentsOf(pixelType);
+    image_.packing = (pixelType >> 8) & 0xFF;
+    image_.bitsPerPixel = KyrPixelBitsOf(pixelType);
+    image_.stride = uint32_t(lineBytes(pixelType, image_.width) + uint32_t(xPadding > 0 ? xPadding : 0));
+    image_.size = validSize_;
+    image_.data = memory_.get() + imageOffset_;
+}
+
+KyrImage *AravisBuffer::GetImage() noexcept
+{
+    return hasFrame_ && image_.pixelType != 0 ? &image_ : nullptr;
+}
+
+} // namespace KyrCam

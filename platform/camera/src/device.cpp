@@ -1,0 +1,261 @@
+#include "device_private.h"
+
+#include <cstring>
+#include <vector>
+
+#include <gio/gio.h>
+
+#include "gvcp_private.h"
+#include "stream_private.h"
+#include "system_private.h"
+
+namespace KyrCam {
+
+namespace {
+
+constexpr uint32_t kPrivilegeExclusiveAndControl = 0x3;
+
+GObjectPtr<GInetAddress> inetAddress(uint32_t address)
+{
+    return GObjectPtr<GInetAddress>(g_inet_address_new_from_string(formatIpv4(address).c_str()));
+}
+
+} // namespace
+
+AravisDevice::AravisDevice(AravisDeviceInfo &info, int32_t mode, GObjectPtr<ArvDevice> device, bool gige)
+    : info_(info), mode_(mode), gige_(gige), device_(std::move(device))
+{
+}
+
+KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_ptr<AravisDevice> &result) noexcept
+{
+    try {
+        const DeviceRecord record = info.record();
+        AravisError error;
+        GObjectPtr<ArvDevice> device;
+        if (record.gige) {
+            auto host = inetAddress(info.owner().hostAddress());
+            auto address = inetAddress(record.address);
+            device.reset(arv_gv_device_new(host.get(), address.get(), error.out()));
+        } else {
+            device.reset(arv_open_device(record.id.c_str(), error.out()));
+        }
+        if (!device)
+            return error.failed() ? error.code() : kErrNoDevice;
+
+        if (record.gige) {
+            ArvGvDevice *gv = ARV_GV_DEVICE(device.get());
+            if (mode == kOpenReadOnly) {
+                if (arv_gv_device_is_controller(gv) && !arv_gv_device_leave_control(gv, error.out()))
+                    return error.code();
+            } else if (!arv_gv_device_is_controller(gv) && !arv_gv_device_take_control(gv, error.out())) {
+                error.code();
+                return kErrAccessDenied;
+            }
+            if (mode == kOpenExclusive &&
+                !arv_device_write_register(device.get(), kGvcpRegControlChannelPrivilege,
+                                           kPrivilegeExclusiveAndControl, error.out()))
+                return error.code();
+            // Aravis's packet socket does not see loopback traffic.
+            if ((info.owner().hostAddress() >> 24) == 127)
+                arv_gv_device_set_stream_options(gv, ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
+        }
+        // Aravis leaves both checks off: values out of range and writes to
+        // read-only features would otherwise reach the device.
+        arv_device_set_range_check_policy(device.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
+        arv_device_set_access_check_policy(device.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
+
+        std::unique_ptr<AravisDevice> opened(new AravisDevice(info, mode, std::move(device), record.gige));
+        if (record.gige && (info.owner().hostAddress() >> 24) == 127)
+            opened->settings_.packetSocket = false;
+        if (ArvGc *gc = arv_device_get_genicam(opened->arv()))
+            opened->camera_ = std::make_unique<AravisParamArray>(gc);
+        opened->lostHandler_ = g_signal_connect(opened->arv(), "control-lost", G_CALLBACK(onControlLost), opened.get());
+        result = std::move(opened);
+        return kOk;
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
+
+AravisDevice::~AravisDevice()
+{
+    {
+        std::lock_guard<std::mutex> lock(streamMutex_);
+        stream_.reset();
+    }
+    if (AravisSystem *system = aravisSystem())
+        system->events().removeAll(this);
+    if (lostHandler_)
+        g_signal_handler_disconnect(device_.get(), lostHandler_);
+    transport_.reset();
+    camera_.reset();
+    // Dropping the device joins its heartbeat thread, the one that reports a
+    // lost device; the members it uses stay until then.
+    device_.reset();
+    info_.setOpenHere(false);
+}
+
+void AravisDevice::onControlLost(ArvDevice *, gpointer self)
+{
+    auto *device = static_cast<AravisDevice *>(self);
+    if (device->lost_.exchange(true))
+        return;
+    device->withStream([](AravisStream *stream) {
+        if (stream)
+            stream->deviceLost();
+    });
+    if (AravisSystem *system = aravisSystem()) {
+        try {
+            system->events().post(device, kEventDeviceLost, device->info_.displayName());
+        } catch (...) {
+            logDebug("device lost: event dropped, out of memory");
+        }
+    }
+}
+
+void AravisDevice::Release() noexcept { std::unique_ptr<AravisDevice> self(this); }
+
+DeviceInfo *AravisDevice::GetInfo() noexcept { return &info_; }
+
+// Aravis 0.8 opens one stream channel per device.
+uint32_t AravisDevice::GetNumStreams() noexcept { return 1; }
+
+Stream *AravisDevice::GetStreamByIndex(uint32_t index) noexcept
+{
+    if (index != 0)
+        return nullptr;
+    std::lock_guard<std::mutex> lock(streamMutex_);
+    if (!stream_) {
+        KyrCamErr code = kOk;
+        stream_ = AravisStream::create(*this, code);
+        if (!stream_) {
+            logDebug("stream 0: %d", code);
+            return nullptr;
+        }
+        if (lost_)
+            stream_->deviceLost();
+    }
+    ++streamHandles_;
+    return stream_.get();
+}
+
+Stream *AravisDevice::GetStreamById(const char *id) noexcept
+{
+    return id && std::strcmp(id, "Stream0") == 0 ? GetStreamByIndex(0) : nullptr;
+}
+
+void AravisDevice::releaseStream() noexcept
+{
+    std::lock_guard<std::mutex> lock(streamMutex_);
+    if (streamHandles_ > 0 && --streamHandles_ == 0)
+        stream_.reset();
+}
+
+KyrCamErr AravisDevice::ReadMem(int64_t address, void *buffer, int64_t size) noexcept
+{
+    if (!buffer || size < 1 || size > int64_t(UINT32_MAX))
+        return kErrInvalidParameter;
+    if (address < 0)
+        return kErrInvalidAddress;
+    AravisError error;
+    arv_device_read_memory(device_.get(), uint64_t(address), uint32_t(size), buffer, error.out());
+    return error.code();
+}
+
+KyrCamErr AravisDevice::WriteMem(int64_t address, const void *data, uint64_t size, uint64_t *written) noexcept
+{
+    if (written)
+        *written = 0;
+    if (!data || size < 1 || size > UINT32_MAX)
+        return kErrInvalidParameter;
+    if (address < 0)
+        return kErrInvalidAddress;
+    if (readOnly())
+        return kErrAccessDenied;
+    try {
+        // Aravis takes a mutable buffer although it only reads it.
+        std::vector<uint8_t> copy(static_cast<const uint8_t *>(data), static_cast<const uint8_t *>(data) + size);
+        AravisError error;
+        if (!arv_device_write_memory(device_.get(), uint64_t(address), uint32_t(size), copy.data(), error.out()))
+            return error.code();
+        if (written)
+            *written = size;
+        return kOk;
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
+
+KyrCamErr AravisDevice::RegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept
+{
+    AravisSystem *system = aravisSystem();
+    return system ? system->events().add(this, eventId, callback, context) : kErrNotInitialized;
+}
+
+KyrCamErr AravisDevice::UnRegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept
+{
+    AravisSystem *system = aravisSystem();
+    return system ? system->events().remove(this, eventId, callback, context) : kErrNotInitialized;
+}
+
+KyrGenParam::Array *AravisDevice::GetTransportParameters(KyrCamErr *err) noexcept
+{
+    try {
+        std::lock_guard<std::mutex> lock(transportMutex_);
+        if (!transport_)
+            transport_ = makeTransportParams(*this);
+        setError(err, transport_ ? kOk : kErrNotAvailable);
+        return transport_ ? transport_->array() : nullptr;
+    } catch (...) {
+        setError(err, kErrOutOfMemory);
+        return nullptr;
+    }
+}
+
+KyrGenParam::Array *AravisDevice::GetCameraParameters(KyrCamErr *err) noexcept
+{
+    setError(err, camera_ ? kOk : kErrNotAvailable);
+    return camera_.get();
+}
+
+KyrCamErr AravisDevice::SaveConfiguration(const char *path) noexcept { return saveConfiguration(*this, path); }
+
+KyrCamErr AravisDevice::LoadConfiguration(const char *path) noexcept { return loadConfiguration(*this, path); }
+
+KyrCamErr openDevice(DeviceInfo *requested, int32_t mode, std::unique_ptr<AravisDevice> &device) noexcept
+{
+    if (mode != kOpenReadOnly && mode != kOpenControl && mode != kOpenExclusive)
+        return kErrInvalidParameter;
+    AravisSystem *system = aravisSystem();
+    if (!system)
+        return kErrNotInitialized;
+    if (requested && !system->owns(requested))
+        return kErrNoDevice;
+    AravisDeviceInfo *info = requested ? static_cast<AravisDeviceInfo *>(requested) : system->firstDevice();
+    if (!info)
+        return kErrNoDevice;
+    if (!info->claim())
+        return kErrResourceInUse;
+    const int32_t access = info->remoteAccess();
+    KyrCamErr code = kOk;
+    if (access == kAccessNoAccess || (access == kAccessReadOnly && mode != kOpenReadOnly))
+        code = kErrAccessDenied;
+    else if (access == kAccessUnreachable)
+        code = kErrIo;
+    else
+        code = AravisDevice::open(*info, mode, device);
+    if (code != kOk)
+        info->setOpenHere(false);
+    return code;
+}
+
+} // namespace KyrCam
+
+KyrCam::Device *KyrCam_CreateDevice(KyrCam::DeviceInfo *info, int32_t mode, KyrCamErr *err) noexcept
+{
+    std::unique_ptr<KyrCam::AravisDevice> device;
+    const KyrCamErr code = KyrCam::openDevice(info, mode, device);
+    KyrCam::setError(err, code);
+    return device.release();
+}

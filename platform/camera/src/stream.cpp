@@ -1,0 +1,434 @@
+#include "stream_private.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "device_private.h"
+
+namespace KyrCam {
+
+namespace {
+
+constexpr uint64_t kWithoutLimit = ~uint64_t(0);
+// Longer waits than this (about 35 years) count as waits without limit, which
+// keeps the deadline arithmetic in range.
+constexpr uint64_t kLongestTimeoutMs = uint64_t(1) << 40;
+constexpr int64_t kMinBuffers = 1;
+constexpr int64_t kAlignment = 64;
+
+void applySettings(ArvStream *stream, const TransportSettings &settings)
+{
+    if (!ARV_IS_GV_STREAM(stream))
+        return;
+    g_object_set(stream, "packet-timeout", guint(settings.packetTimeoutUs), "frame-retention",
+                 guint(settings.frameRetentionUs), nullptr);
+    if (settings.packetResend >= 0)
+        g_object_set(stream, "packet-resend",
+                     settings.packetResend ? ARV_GV_STREAM_PACKET_RESEND_ALWAYS : ARV_GV_STREAM_PACKET_RESEND_NEVER,
+                     nullptr);
+    if (settings.socketBufferSize > 0)
+        g_object_set(stream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size",
+                     gint(settings.socketBufferSize), nullptr);
+}
+
+} // namespace
+
+AravisStream::AravisStream(AravisDevice &device, GObjectPtr<ArvStream> stream)
+    : device_(device), stream_(std::move(stream))
+{
+}
+
+std::unique_ptr<AravisStream> AravisStream::create(AravisDevice &device, KyrCamErr &code) noexcept
+{
+    try {
+        if (device.gige())
+            arv_gv_device_set_stream_options(ARV_GV_DEVICE(device.arv()),
+                                             device.settings().packetSocket
+                                                 ? ARV_GV_STREAM_OPTION_NONE
+                                                 : ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
+        AravisError error;
+        GObjectPtr<ArvStream> arvStream(arv_device_create_stream(device.arv(), nullptr, nullptr, error.out()));
+        if (!arvStream) {
+            code = error.failed() ? error.code() : kErrNotAvailable;
+            return nullptr;
+        }
+        applySettings(arvStream.get(), device.settings());
+        std::unique_ptr<AravisStream> stream(new AravisStream(device, std::move(arvStream)));
+        stream->newBufferHandler_ =
+            g_signal_connect(stream->arv(), "new-buffer", G_CALLBACK(onNewBuffer), stream.get());
+        arv_stream_set_emit_signals(stream->arv(), TRUE);
+        code = kOk;
+        return stream;
+    } catch (...) {
+        code = kErrOutOfMemory;
+        return nullptr;
+    }
+}
+
+AravisStream::~AravisStream()
+{
+    bool running = false;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        running = acquiring_;
+        acquiring_ = false;
+    }
+    if (running)
+        executeAcquisition("AcquisitionStop");
+    // Never under mutex_: Aravis emits "new-buffer" holding its own lock, and
+    // the handler takes ours.
+    arv_stream_set_emit_signals(stream_.get(), FALSE);
+    g_signal_handler_disconnect(stream_.get(), newBufferHandler_);
+    // Joins Aravis's stream thread and drops the references Aravis holds.
+    stream_.reset();
+}
+
+void AravisStream::onNewBuffer(ArvStream *, gpointer self) { static_cast<AravisStream *>(self)->collect(); }
+
+// On Aravis's stream thread.
+void AravisStream::collect()
+{
+    for (;;) {
+        GObjectPtr<ArvBuffer> popped(arv_stream_try_pop_buffer(stream_.get()));
+        if (!popped)
+            return;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            auto *buffer = static_cast<AravisBuffer *>(const_cast<void *>(arv_buffer_get_user_data(popped.get())));
+            if (!find(buffer))
+                continue;
+            const bool limitReached = frameLimit_ != kWithoutLimit && frameCount_ >= frameLimit_;
+            if (limitReached || (!acquiring_ && discardLate_)) {
+                pushToInput(*buffer);
+                continue;
+            }
+            ++frameCount_;
+            buffer->takeFrame(widen(arv_buffer_get_frame_id(popped.get())));
+            buffer->state = AravisBuffer::State::Output;
+            output_.push_back(buffer);
+        }
+        delivered_.notify_all();
+    }
+}
+
+// GigE Vision block ids have 16 bits and skip 0 when they wrap.
+uint64_t AravisStream::widen(uint64_t rawId) noexcept
+{
+    if (!device_.gige() || rawId > 0xFFFF)
+        return rawId;
+    if (rawId + 0x8000 < lastRawId_)
+        ++idEpoch_;
+    lastRawId_ = rawId;
+    return (idEpoch_ << 16) | rawId;
+}
+
+AravisBuffer *AravisStream::find(Buffer *buffer) noexcept
+{
+    for (auto &owned : buffers_) {
+        if (owned.get() == buffer)
+            return owned.get();
+    }
+    return nullptr;
+}
+
+void AravisStream::pushToInput(AravisBuffer &buffer) noexcept
+{
+    buffer.state = AravisBuffer::State::Input;
+    arv_stream_push_buffer(stream_.get(), addRef(buffer.arv()).release());
+}
+
+void AravisStream::drainAravis() noexcept
+{
+    arv_stream_stop_thread(stream_.get(), TRUE);
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        output_.clear();
+        for (auto &buffer : buffers_)
+            buffer->state = AravisBuffer::State::Announced;
+    }
+    arv_stream_start_thread(stream_.get());
+}
+
+KyrCamErr AravisStream::executeAcquisition(const char *command) noexcept
+{
+    AravisParamArray *camera = device_.camera();
+    if (!camera)
+        return kErrNotAvailable;
+    std::lock_guard<std::recursive_mutex> lock(camera->mutex());
+    AravisError error;
+    if (std::string(command) == "AcquisitionStart" && arv_gc_get_node(camera->gc(), "TLParamsLocked"))
+        arv_device_set_integer_feature_value(device_.arv(), "TLParamsLocked", 1, error.out());
+    error.code();
+    arv_device_execute_command(device_.arv(), command, error.out());
+    const KyrCamErr code = error.code();
+    if (std::string(command) == "AcquisitionStop" && arv_gc_get_node(camera->gc(), "TLParamsLocked"))
+        arv_device_set_integer_feature_value(device_.arv(), "TLParamsLocked", 0, error.out());
+    error.code();
+    return code;
+}
+
+void AravisStream::deviceLost() noexcept
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        lost_ = true;
+    }
+    delivered_.notify_all();
+}
+
+void AravisStream::Release() noexcept { device_.releaseStream(); }
+
+int64_t AravisStream::GetBufferSize() noexcept
+{
+    AravisParamArray *camera = device_.camera();
+    if (!camera)
+        return 0;
+    std::lock_guard<std::recursive_mutex> lock(camera->mutex());
+    AravisError error;
+    const int64_t size = arv_device_get_integer_feature_value(device_.arv(), "PayloadSize", error.out());
+    return error.code() == kOk ? size : 0;
+}
+
+int64_t AravisStream::GetBufferAlignment() noexcept { return kAlignment; }
+
+int64_t AravisStream::GetMinNumBuffers() noexcept { return kMinBuffers; }
+
+int64_t AravisStream::GetBufferQueueSize() noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::count_if(buffers_.begin(), buffers_.end(),
+                         [](const auto &buffer) { return buffer->state == AravisBuffer::State::Input; });
+}
+
+KyrCamErr AravisStream::StartAcquisition(uint64_t frameCount, const void *reserved) noexcept
+{
+    if (reserved || frameCount == 0)
+        return kErrInvalidParameter;
+    if (device_.readOnly())
+        return kErrAccessDenied;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (acquiring_)
+            return kErrResourceInUse;
+        if (lost_)
+            return kErrIo;
+        if (int64_t(buffers_.size()) < kMinBuffers)
+            return kErrInvalidBuffer;
+        acquiring_ = true;
+        discardLate_ = false;
+        frameLimit_ = frameCount;
+        frameCount_ = 0;
+    }
+    const KyrCamErr code = executeAcquisition("AcquisitionStart");
+    if (code != kOk) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        acquiring_ = false;
+    }
+    return code;
+}
+
+KyrCamErr AravisStream::StopAcquisition(int32_t mode) noexcept
+{
+    if (mode != kStopDefault && mode != kStopKill)
+        return kErrInvalidParameter;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!acquiring_)
+            return kErrInvalidState;
+        acquiring_ = false;
+        // Killing drops the frame in progress: it goes back to the input queue
+        // when Aravis hands it over.
+        discardLate_ = mode == kStopKill;
+    }
+    delivered_.notify_all();
+    return executeAcquisition("AcquisitionStop");
+}
+
+KyrCamErr AravisStream::FlushBuffers(int32_t mode) noexcept
+{
+    switch (mode) {
+    case kFlushOutputDiscard: {
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (AravisBuffer *buffer : output_)
+            buffer->state = AravisBuffer::State::Announced;
+        output_.clear();
+        return kOk;
+    }
+    case kFlushAllToInput:
+    case kFlushUnqueuedToInput: {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (mode == kFlushAllToInput) {
+            for (AravisBuffer *buffer : output_)
+                buffer->state = AravisBuffer::State::Announced;
+            output_.clear();
+        }
+        for (auto &buffer : buffers_) {
+            if (buffer->state == AravisBuffer::State::Announced)
+                pushToInput(*buffer);
+        }
+        return kOk;
+    }
+    case kFlushAllDiscard:
+        drainAravis();
+        return kOk;
+    default:
+        return kErrInvalidParameter;
+    }
+}
+
+KyrCamErr AravisStream::AllocBufferQueue(void *userData, int64_t count) noexcept
+{
+    if (count < 1)
+        return kErrInvalidParameter;
+    const int64_t size = GetBufferSize();
+    if (size < 1)
+        return kErrNotAvailable;
+    try {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!buffers_.empty())
+            return kErrResourceInUse;
+        std::vector<std::unique_ptr<AravisBuffer>> created;
+        for (int64_t i = 0; i < count; ++i) {
+            created.push_back(AravisBuffer::create(size, userData));
+            if (!created.back())
+                return kErrOutOfMemory;
+        }
+        for (auto &buffer : created) {
+            buffers_.push_back(std::move(buffer));
+            pushToInput(*buffers_.back());
+        }
+        return kOk;
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
+
+KyrCamErr AravisStream::ReleaseBufferQueue() noexcept
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (acquiring_)
+            return kErrBusy;
+    }
+    drainAravis();
+    std::lock_guard<std::mutex> lock(mutex_);
+    buffers_.clear();
+    return kOk;
+}
+
+KyrCamErr AravisStream::CancelBuffer() noexcept
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (waiters_ == 0)
+            return kOk;
+        ++cancels_;
+    }
+    delivered_.notify_all();
+    return kOk;
+}
+
+KyrCamErr AravisStream::QueueBuffer(Buffer *buffer) noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    AravisBuffer *own = find(buffer);
+    if (!own)
+        return kErrInvalidBuffer;
+    if (own->state != AravisBuffer::State::Announced)
+        return kErrResourceInUse;
+    pushToInput(*own);
+    return kOk;
+}
+
+KyrCamErr AravisStream::RevokeBuffer(Buffer *buffer) noexcept
+{
+    bool queued = false;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        AravisBuffer *own = find(buffer);
+        if (!own)
+            return kErrInvalidBuffer;
+        queued = own->state == AravisBuffer::State::Input;
+        if (queued && acquiring_)
+            return kErrBusy;
+    }
+    if (queued) {
+        // Aravis cannot give back one queued buffer: take them all, then queue
+        // the others again.
+        std::vector<AravisBuffer *> requeue;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            for (auto &owned : buffers_) {
+                if (owned->state == AravisBuffer::State::Input && owned.get() != buffer)
+                    requeue.push_back(owned.get());
+            }
+        }
+        drainAravis();
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (AravisBuffer *other : requeue)
+            pushToInput(*other);
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    output_.erase(std::remove(output_.begin(), output_.end(), buffer), output_.end());
+    buffers_.erase(std::remove_if(buffers_.begin(), buffers_.end(),
+                                  [&](const auto &owned) { return owned.get() == buffer; }),
+                   buffers_.end());
+    return kOk;
+}
+
+Buffer *AravisStream::GetBuffer(uint64_t timeoutMs, KyrCamErr *err) noexcept
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (output_.empty() && !acquiring_) {
+        setError(err, lost_ ? kErrIo : kErrNotInitialized);
+        return nullptr;
+    }
+    ++waiters_;
+    const uint64_t cancels = cancels_;
+    const auto ready = [&] { return !output_.empty() || cancels_ != cancels || lost_ || !acquiring_; };
+    if (timeoutMs >= kLongestTimeoutMs)
+        delivered_.wait(lock, ready);
+    else
+        delivered_.wait_for(lock, std::chrono::milliseconds(timeoutMs), ready);
+    --waiters_;
+    if (!output_.empty()) {
+        AravisBuffer *buffer = output_.front();
+        output_.pop_front();
+        buffer->state = AravisBuffer::State::Announced;
+        setError(err, kOk);
+        return buffer;
+    }
+    if (cancels_ != cancels)
+        setError(err, kErrAbort);
+    else if (lost_)
+        setError(err, kErrIo);
+    else if (!acquiring_)
+        setError(err, kErrNotInitialized);
+    else
+        setError(err, kErrTimeout);
+    return nullptr;
+}
+
+Buffer *AravisStream::CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept
+{
+    if (size < 1) {
+        setError(err, kErrInvalidParameter);
+        return nullptr;
+    }
+    try {
+        std::unique_ptr<AravisBuffer> buffer = AravisBuffer::create(size, userData);
+        if (!buffer) {
+            setError(err, kErrOutOfMemory);
+            return nullptr;
+        }
+        std::lock_guard<std::mutex> lock(mutex_);
+        buffers_.push_back(std::move(buffer));
+        setError(err, kOk);
+        return buffers_.back().get();
+    } catch (...) {
+        setError(err, kErrOutOfMemory);
+        return nullptr;
+    }
+}
+
+} // namespace KyrCam

@@ -1,0 +1,138 @@
+// A stream over an ArvStream and its buffers. Aravis's pop cannot be
+// interrupted, so the stream thread of Aravis hands every completed buffer to
+// this object ("new-buffer" signal), which keeps its own output queue: the
+// wait reads it and CancelBuffer wakes it. Aravis takes one reference per push
+// and gives it back on pop; each buffer keeps a reference of its own. Any
+// thread; buffers: owner thread only.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include <arv.h>
+
+#include <camera/KyrCamApi.h>
+#include <image/KyrImage.h>
+
+#include "aravis_support_private.h"
+
+namespace KyrCam {
+
+class AravisDevice;
+class AravisStream;
+
+struct AlignedFree {
+    void operator()(uint8_t *memory) const noexcept;
+};
+
+class AravisBuffer final : public Buffer
+{
+public:
+    enum class State {
+        Announced,  // known to the stream, in no queue (new, delivered or flushed)
+        Input,      // waiting in Aravis's input queue
+        Output,     // filled, waiting in the stream's output queue
+    };
+
+    // Null when memory is short.
+    static std::unique_ptr<AravisBuffer> create(int64_t size, void *userData);
+
+    ArvBuffer *arv() noexcept { return arv_.get(); }
+    State state = State::Announced;
+    // Takes the description of the frame Aravis put in; `frameId` widened.
+    void takeFrame(uint64_t frameId) noexcept;
+
+    KyrImage *GetImage() noexcept override;
+    uint8_t *GetBufferPtr() noexcept override { return memory_.get(); }
+    uint64_t GetImageOffset() noexcept override { return imageOffset_; }
+    uint64_t GetBufferSize() noexcept override { return validSize_; }
+    uint64_t GetPixelFormat() noexcept override { return image_.pixelType; }
+    uint64_t GetFrameID() noexcept override { return frameId_; }
+    uint64_t GetTimestamp() noexcept override { return timestamp_; }
+    bool IsIncomplete() noexcept override { return incomplete_; }
+    uint32_t GetWidth() noexcept override { return image_.width; }
+    uint32_t GetHeight() noexcept override { return image_.height; }
+    int32_t GetXOffset() noexcept override { return xOffset_; }
+    int32_t GetYOffset() noexcept override { return yOffset_; }
+    int32_t GetXPadding() noexcept override { return xPadding_; }
+    int32_t GetYPadding() noexcept override { return yPadding_; }
+
+private:
+    AravisBuffer() = default;
+
+    std::unique_ptr<uint8_t, AlignedFree> memory_;
+    GObjectPtr<ArvBuffer> arv_;
+    void *userData_ = nullptr;
+    bool hasFrame_ = false;
+    bool incomplete_ = false;
+    uint64_t imageOffset_ = 0;
+    uint64_t validSize_ = 0;
+    uint64_t frameId_ = 0;
+    uint64_t timestamp_ = 0;
+    int32_t xOffset_ = 0, yOffset_ = 0, xPadding_ = 0, yPadding_ = 0;
+    KyrImage image_{};
+};
+
+class AravisStream final : public Stream
+{
+public:
+    // Opens the device's stream channel. Codes: those of Aravis's stream
+    // creation (kErrIo, kErrNotAvailable).
+    static std::unique_ptr<AravisStream> create(AravisDevice &device, KyrCamErr &code) noexcept;
+    ~AravisStream() override;
+
+    ArvStream *arv() noexcept { return stream_.get(); }
+    // The device stopped answering: waits end with kErrIo.
+    void deviceLost() noexcept;
+
+    void Release() noexcept override;
+    int64_t GetBufferSize() noexcept override;
+    int64_t GetBufferAlignment() noexcept override;
+    int64_t GetMinNumBuffers() noexcept override;
+    int64_t GetBufferQueueSize() noexcept override;
+    KyrCamErr StartAcquisition(uint64_t frameCount, const void *reserved) noexcept override;
+    KyrCamErr StopAcquisition(int32_t mode) noexcept override;
+    KyrCamErr FlushBuffers(int32_t mode) noexcept override;
+    KyrCamErr AllocBufferQueue(void *userData, int64_t count) noexcept override;
+    KyrCamErr ReleaseBufferQueue() noexcept override;
+    KyrCamErr CancelBuffer() noexcept override;
+    KyrCamErr QueueBuffer(Buffer *buffer) noexcept override;
+    KyrCamErr RevokeBuffer(Buffer *buffer) noexcept override;
+    Buffer *GetBuffer(uint64_t timeoutMs, KyrCamErr *err) noexcept override;
+    Buffer *CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept override;
+
+private:
+    AravisStream(AravisDevice &device, GObjectPtr<ArvStream> stream);
+    static void onNewBuffer(ArvStream *stream, gpointer self);
+    void collect();
+    // Callers hold mutex_.
+    AravisBuffer *find(Buffer *buffer) noexcept;
+    void pushToInput(AravisBuffer &buffer) noexcept;
+    uint64_t widen(uint64_t rawId) noexcept;
+    // Takes every buffer back from Aravis's queues; caller holds no lock.
+    void drainAravis() noexcept;
+    KyrCamErr executeAcquisition(const char *command) noexcept;
+
+    AravisDevice &device_;
+    std::mutex mutex_;
+    std::condition_variable delivered_;
+    std::vector<std::unique_ptr<AravisBuffer>> buffers_;
+    std::deque<AravisBuffer *> output_;
+    bool acquiring_ = false;
+    bool discardLate_ = false;
+    bool lost_ = false;
+    uint64_t frameLimit_ = 0;
+    uint64_t frameCount_ = 0;
+    unsigned waiters_ = 0;
+    uint64_t cancels_ = 0;
+    uint64_t lastRawId_ = 0;
+    uint64_t idEpoch_ = 0;
+    GObjectPtr<ArvStream> stream_;
+    gulong newBufferHandler_ = 0;
+};
+
+} // namespace KyrCam
