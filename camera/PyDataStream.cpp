@@ -1,7 +1,5 @@
 #include "PyDataStream.h"
 
-#include <cstring>
-
 #include "Conversion.h"
 #include "ErrorReport.h"
 #include "PyBuffer.h"
@@ -10,12 +8,7 @@ namespace KyrCamPy {
 
 namespace {
 
-struct FlushModeName {
-    const char *name;
-    KyrCam::FlushMode mode;
-};
-
-constexpr FlushModeName kFlushModes[] = {
+constexpr NamedConstant kFlushModes[] = {
     { "Flush_OutputDiscard", KyrCam::kFlushOutputDiscard },
     { "Flush_AllToInput", KyrCam::kFlushAllToInput },
     { "Flush_UnqueuedToInput", KyrCam::kFlushUnqueuedToInput },
@@ -42,10 +35,8 @@ PyDataStream::PyDataStream(KyrCam::Stream *stream)
 
 Py::Object PyDataStream::getattr(const char *name)
 {
-    for (const FlushModeName &flush : kFlushModes) {
-        if (std::strcmp(name, flush.name) == 0)
-            return Py::Long(static_cast<long>(flush.mode));
-    }
+    if (const NamedConstant *flush = findConstant(kFlushModes, name))
+        return Py::Long(static_cast<long>(flush->value));
     return getattr_methods(name);
 }
 

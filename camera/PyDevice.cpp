@@ -23,7 +23,17 @@ Py::Object noTransfer()
 // Python's int() of `value`, cut to its low 32 bits.
 uint32_t low32Of(const Py::Object &value)
 {
-    return static_cast<uint32_t>(PyLong_AsUnsignedLongMask(Py::Long(value).ptr()));
+    return static_cast<uint32_t>(toUint64(value));
+}
+
+// A new PyDataStream over `stream`, or None after "Wrong data_stream".
+Py::Object wrapStream(KyrCam::Stream *stream)
+{
+    if (!stream) {
+        reportLine("Wrong data_stream\n");
+        return Py::None();
+    }
+    return Py::asObject(new PyDataStream(stream));
 }
 
 } // namespace
@@ -151,25 +161,14 @@ Py::Object PyDevice::GetStreamByIndex(const Py::Tuple &args)
         lastError_ = KyrCam::kErrNotEnoughArguments;
         return Py::None();
     }
-    KyrCam::Stream *stream = device_->GetStreamByIndex(low32Of(args[0]));
-    if (!stream) {
-        reportLine("Wrong data_stream\n");
-        return Py::None();
-    }
-    return Py::asObject(new PyDataStream(stream));
+    return wrapStream(device_->GetStreamByIndex(low32Of(args[0])));
 }
 
 Py::Object PyDevice::GetStreamById(const Py::Tuple &args)
 {
     if (args.length() < 1 || !device_)
         return Py::None();
-    const std::string id = strToUtf8(args[0]);
-    KyrCam::Stream *stream = device_->GetStreamById(id.c_str());
-    if (!stream) {
-        reportLine("Wrong data_stream\n");
-        return Py::None();
-    }
-    return Py::asObject(new PyDataStream(stream));
+    return wrapStream(device_->GetStreamById(strToUtf8(args[0]).c_str()));
 }
 
 Py::Object PyDevice::configuration(const Py::Tuple &args, KyrCamErr (KyrCam::Device::*call)(const char *) noexcept)
