@@ -5,7 +5,9 @@
 
 #include <CXX/Extensions.hxx>
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 namespace KyrCamPy {
@@ -31,5 +33,23 @@ std::string strToUtf8(const Py::Object &value);
 
 // A native UTF-8 text as a Python str; UnicodeDecodeError when it is not UTF-8.
 Py::Object fromUtf8(const char *text);
+
+// An integer constant that a wrapper answers as an attribute.
+struct NamedConstant {
+    const char *name;
+    int32_t value;
+};
+
+// The constant called `name` (whole, case-sensitive) in `table`, tried in
+// order; null when there is none.
+template <size_t N>
+const NamedConstant *findConstant(const NamedConstant (&table)[N], const char *name)
+{
+    for (const NamedConstant &constant : table) {
+        if (std::strcmp(name, constant.name) == 0)
+            return &constant;
+    }
+    return nullptr;
+}
 
 } // namespace KyrCamPy

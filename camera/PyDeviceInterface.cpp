@@ -1,22 +1,16 @@
 #include "PyDeviceInterface.h"
 
-#include <cstring>
 #include <limits>
-#include <memory>
 
 #include "Conversion.h"
 #include "ErrorReport.h"
+#include "NativeList.h"
 #include "PyDeviceInfo.h"
 #include "genparam/PyGenParams.h"
 
 namespace KyrCamPy {
 
 namespace {
-
-struct NamedConstant {
-    const char *name;
-    int32_t value;
-};
 
 constexpr NamedConstant kInterfaceTypes[] = {
     { "USB3Vision", KyrCam::kInterfaceUsb3Vision },
@@ -25,11 +19,6 @@ constexpr NamedConstant kInterfaceTypes[] = {
     { "CoaxPress", KyrCam::kInterfaceCoaXPress },
     { "HdSdi", KyrCam::kInterfaceHdSdi },
     { "AllInterfaces", KyrCam::kInterfaceAll },
-};
-
-// The list is released whatever happens while it is walked.
-struct ReleaseList {
-    void operator()(KyrCam::DeviceInfoList *list) const noexcept { list->Release(); }
 };
 
 // (success, changed) of a rescan.
@@ -63,10 +52,8 @@ PyDeviceInterface::PyDeviceInterface(KyrCam::Interface *iface)
 
 Py::Object PyDeviceInterface::getattr(const char *name)
 {
-    for (const NamedConstant &constant : kInterfaceTypes) {
-        if (std::strcmp(name, constant.name) == 0)
-            return Py::Long(constant.value);
-    }
+    if (const NamedConstant *constant = findConstant(kInterfaceTypes, name))
+        return Py::Long(constant->value);
     return getattr_methods(name);
 }
 
@@ -100,15 +87,12 @@ Py::Object PyDeviceInterface::ReEnumerateDevices(const Py::Tuple &args)
 
 Py::Object PyDeviceInterface::GetDeviceInfoList()
 {
-    const std::unique_ptr<KyrCam::DeviceInfoList, ReleaseList> list(iface_ ? iface_->GetDeviceInfoList() : nullptr);
+    KyrCam::DeviceInfoList *list = iface_ ? iface_->GetDeviceInfoList() : nullptr;
     if (!list) {
         reportLine("Wrong DeviceInfoList\n");
         return Py::None();
     }
-    Py::List infos;
-    for (KyrCam::DeviceInfo *info = list->GetFirst(); info; info = list->GetNext())
-        infos.append(Py::asObject(new PyDeviceInfo(info)));
-    return infos;
+    return wrapEach<PyDeviceInfo>(list);
 }
 
 Py::Object PyDeviceInterface::GetType()

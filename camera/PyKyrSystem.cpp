@@ -1,23 +1,14 @@
 #include "PyKyrSystem.h"
 
-#include <memory>
 #include <string>
 
 #include "Conversion.h"
 #include "ErrorReport.h"
+#include "NativeList.h"
 #include "PyDevice.h"
 #include "PyDeviceInterface.h"
 
 namespace KyrCamPy {
-
-namespace {
-
-// The list is released whatever happens while it is walked.
-struct ReleaseList {
-    void operator()(KyrCam::InterfaceList *list) const noexcept { list->Release(); }
-};
-
-} // namespace
 
 PyKyrSystem::PyKyrSystem()
     : system_(KyrCam_GetSystem())
@@ -28,16 +19,12 @@ PyKyrSystem::PyKyrSystem()
 
 Py::Object PyKyrSystem::GetInterfaceList()
 {
-    const std::unique_ptr<KyrCam::InterfaceList, ReleaseList> list(
-        system_ ? system_->GetInterfaceList(KyrCam::kInterfaceAll) : nullptr);
+    KyrCam::InterfaceList *list = system_ ? system_->GetInterfaceList(KyrCam::kInterfaceAll) : nullptr;
     if (!list) {
         reportLine("Wrong InterfaceList\n");
         return Py::None();
     }
-    Py::List interfaces;
-    for (KyrCam::Interface *iface = list->GetFirst(); iface; iface = list->GetNext())
-        interfaces.append(Py::asObject(new PyDeviceInterface(iface)));
-    return interfaces;
+    return wrapEach<PyDeviceInterface>(list);
 }
 
 Py::Object PyKyrSystem::GetDisplayName()

@@ -1,6 +1,5 @@
 #include "PyGenParams.h"
 
-#include <cstring>
 #include <string>
 
 #include "camera/ErrorReport.h"
@@ -18,10 +17,7 @@ namespace KyrGenParamPy {
 
 namespace {
 
-struct NamedConstant {
-    const char *name;
-    int32_t value;
-};
+using KyrCamPy::NamedConstant;
 
 // Answered as attributes, compared in this order.
 constexpr NamedConstant kConstants[] = {
@@ -50,10 +46,8 @@ PyGenParams::PyGenParams(KyrGenParam::Array *array)
 
 Py::Object PyGenParams::getattr(const char *name)
 {
-    for (const NamedConstant &constant : kConstants) {
-        if (std::strcmp(name, constant.name) == 0)
-            return Py::Long(constant.value);
-    }
+    if (const NamedConstant *constant = KyrCamPy::findConstant(kConstants, name))
+        return Py::Long(constant->value);
     return getattr_methods(name);
 }
 
