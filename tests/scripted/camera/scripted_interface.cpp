@@ -4,48 +4,10 @@
 #include <vector>
 
 #include "script.h"
+#include "scripted_list.h"
 #include "scripted_objects.h"
 
 namespace Scripted {
-
-namespace {
-
-// A snapshot of device infos, counted as an object its caller must release.
-class ScriptedDeviceInfoList : public KyrCam::DeviceInfoList
-{
-public:
-    ScriptedDeviceInfoList(std::string owner, std::vector<KyrCam::DeviceInfo *> infos)
-        : owner_(std::move(owner))
-        , infos_(std::move(infos))
-    {
-        objectCreated();
-    }
-
-    KyrCam::DeviceInfo *GetFirst() noexcept override
-    {
-        next_ = 0;
-        return GetNext();
-    }
-
-    KyrCam::DeviceInfo *GetNext() noexcept override
-    {
-        return next_ < infos_.size() ? infos_[next_++] : nullptr;
-    }
-
-    void Release() noexcept override
-    {
-        record(owner_ + ".deviceInfoList.Release()");
-        objectReleased();
-        delete this;
-    }
-
-private:
-    const std::string owner_;
-    const std::vector<KyrCam::DeviceInfo *> infos_;
-    size_t next_ = 0;
-};
-
-} // namespace
 
 ScriptedInterface::ScriptedInterface(std::string name)
     : name_(std::move(name))
@@ -62,7 +24,8 @@ KyrCam::DeviceInfoList *ScriptedInterface::GetDeviceInfoList() noexcept
     std::vector<KyrCam::DeviceInfo *> infos;
     for (const std::string &device : splitList(answer({ key("devices") }).value_or("")))
         infos.push_back(deviceInfoNamed(device));
-    return new (std::nothrow) ScriptedDeviceInfoList(name_, std::move(infos));
+    return new (std::nothrow) ScriptedList<KyrCam::DeviceInfoList, KyrCam::DeviceInfo>(
+        key("deviceInfoList.Release()"), std::move(infos));
 }
 
 // Answers: a device name or "null"; the first of "<name>.devices" by default.

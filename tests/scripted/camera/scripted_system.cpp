@@ -5,51 +5,10 @@
 
 #include "script.h"
 #include "scripted_format.h"
+#include "scripted_list.h"
 #include "scripted_objects.h"
 
 namespace Scripted {
-
-namespace {
-
-std::string text(const char *value)
-{
-    return value ? "'" + std::string(value) + "'" : "null";
-}
-
-// A snapshot of interfaces, counted as an object its caller must release.
-class ScriptedInterfaceList : public KyrCam::InterfaceList
-{
-public:
-    explicit ScriptedInterfaceList(std::vector<KyrCam::Interface *> interfaces)
-        : interfaces_(std::move(interfaces))
-    {
-        objectCreated();
-    }
-
-    KyrCam::Interface *GetFirst() noexcept override
-    {
-        next_ = 0;
-        return GetNext();
-    }
-
-    KyrCam::Interface *GetNext() noexcept override
-    {
-        return next_ < interfaces_.size() ? interfaces_[next_++] : nullptr;
-    }
-
-    void Release() noexcept override
-    {
-        record("interfaceList.Release()");
-        objectReleased();
-        delete this;
-    }
-
-private:
-    const std::vector<KyrCam::Interface *> interfaces_;
-    size_t next_ = 0;
-};
-
-} // namespace
 
 ScriptedSystem &ScriptedSystem::instance()
 {
@@ -67,7 +26,8 @@ KyrCam::InterfaceList *ScriptedSystem::GetInterfaceList(uint32_t mask) noexcept
     std::vector<KyrCam::Interface *> interfaces;
     for (const std::string &name : splitList(answer({ "system.interfaces" }).value_or("")))
         interfaces.push_back(interfaceNamed(name));
-    return new (std::nothrow) ScriptedInterfaceList(std::move(interfaces));
+    return new (std::nothrow)
+        ScriptedList<KyrCam::InterfaceList, KyrCam::Interface>("interfaceList.Release()", std::move(interfaces));
 }
 
 // Answers: the text; "Scripted system" by default.
@@ -89,7 +49,7 @@ const char *ScriptedSystem::GetVersion() noexcept
 // Answers: the code; 0 by default.
 KyrCamErr ScriptedSystem::RegisterGenTLProvider(const char *path) noexcept
 {
-    record("system.RegisterGenTLProvider(" + text(path) + ")");
+    record("system.RegisterGenTLProvider(" + quoted(path) + ")");
     return static_cast<KyrCamErr>(answerInt({ "system.RegisterGenTLProvider" }, KyrCam::kOk));
 }
 
