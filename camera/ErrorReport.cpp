@@ -1,5 +1,6 @@
 #include "ErrorReport.h"
 
+#include <cstdarg>
 #include <cstdio>
 
 namespace KyrCamPy {
@@ -17,6 +18,14 @@ void reportError(const char *operation, KyrCamErr code)
 void reportCode(const char *what, KyrCamErr code)
 {
     std::fprintf(stderr, "%s: %d %s\n", what, code, GetKyrCamErrString(code));
+}
+
+void reportFormat(const char *format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    std::vfprintf(stderr, format, values);
+    va_end(values);
 }
 
 } // namespace KyrCamPy

@@ -18,4 +18,7 @@ void reportError(const char *operation, KyrCamErr code);
 // Writes "<what>: <code> <text of code>\n".
 void reportCode(const char *what, KyrCamErr code);
 
+// Writes a line formatted as printf does; `format` carries the newline.
+void reportFormat(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
 } // namespace KyrCamPy

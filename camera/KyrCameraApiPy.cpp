@@ -207,13 +207,21 @@ KyrCameraApiPy::KyrCameraApiPy()
     add_varargs_method("PyCreateGenParamTreeViewForArray", &KyrCameraApiPy::PyCreateGenParamTreeViewForArray, "");
     add_varargs_method("PyDestroyGenParamTreeView", &KyrCameraApiPy::PyDestroyGenParamTreeView, "");
     add_varargs_method("PyActionCamera", &KyrCameraApiPy::PyActionCamera, "");
+    add_varargs_method("PySaveImage", &KyrCameraApiPy::PySaveImage, "");
+    add_varargs_method("PyStartMovieRecord", &KyrCameraApiPy::PyStartMovieRecord, "");
+    add_varargs_method("PySaveMovieFrame", &KyrCameraApiPy::PySaveMovieFrame, "");
+    add_noargs_method("PyFinishRecord", &KyrCameraApiPy::PyFinishRecord, "");
+    add_noargs_method("PyGetVideoCompressors", &KyrCameraApiPy::PyGetVideoCompressors, "");
     add_noargs_method("GetLastError", &KyrCameraApiPy::GetLastError, "");
     add_varargs_method("ErrorCodeToString", &KyrCameraApiPy::ErrorCodeToString, "");
 
     initialize("documentation for the KyrCameraApiPy module");
 }
 
-KyrCameraApiPy::~KyrCameraApiPy() = default;
+KyrCameraApiPy::~KyrCameraApiPy()
+{
+    releaseImageComponents();
+}
 
 Py::Object KyrCameraApiPy::factory_PyKyrSystem()
 {

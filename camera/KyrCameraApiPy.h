@@ -4,7 +4,14 @@
 
 #include <CXX/Extensions.hxx>
 
+#include <string>
+
 #include <camera/KyrCamErr.h>
+#include <image/KyrBayer.h>
+#include <image/KyrImage.h>
+#include <image/KyrImageConverter.h>
+#include <image/KyrImageSerializer.h>
+#include <image/KyrImageUnpacker.h>
 
 namespace KyrCamPy {
 
@@ -30,9 +37,38 @@ public:
     Py::Object GetLastError();
     Py::Object ErrorCodeToString(const Py::Tuple &args);
 
+    // Still images and movies from a PyBuffer's frame (ImageSaving.cpp).
+    Py::Object PySaveImage(const Py::Tuple &args);
+    Py::Object PyStartMovieRecord(const Py::Tuple &args);
+    Py::Object PySaveMovieFrame(const Py::Tuple &args);
+    Py::Object PyFinishRecord();
+    Py::Object PyGetVideoCompressors();
+
 protected:
     bool resetDisplay_ = true;
+    // The image components, made on first use and kept for the module's life.
+    KyrImageSerializer *serializer_ = nullptr;
+    KyrBayer *bayer_ = nullptr;
+    KyrImageUnpacker *unpacker_ = nullptr;
+    KyrImageConverter *converter_ = nullptr;
+    // The running movie's working images: what every frame becomes before it
+    // is written, and where packed frames are unpacked first.
+    KyrImage *movieImage_ = nullptr;
+    KyrImage *unpackImage_ = nullptr;
     KyrCamErr lastError_ = KyrCam::kOk;
+
+private:
+    // Still saving of monochrome frames in 16-bit containers; see ImageSaving.cpp.
+    bool saveMono16(KyrImage *image, const std::string &fileName);
+    bool saveBayer(KyrImage *image, const std::string &fileName);
+    // Unpacks a packed frame into a new image of `unpackedType`; null after a
+    // reported failure.
+    KyrImage *unpackStill(KyrImage *frame, uint32_t unpackedType);
+    // Makes the unpacker for a movie frame, with its parameters from `frame`;
+    // false after a reported failure.
+    bool ensureMovieUnpacker(const KyrImage &frame);
+    // Deletes the image components, then the working images.
+    void releaseImageComponents();
 };
 
 } // namespace KyrCamPy

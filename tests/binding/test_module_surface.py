@@ -12,6 +12,11 @@ FUNCTIONS = {
     "PyCreateGenParamTreeViewForArray",
     "PyDestroyGenParamTreeView",
     "PyActionCamera",
+    "PySaveImage",
+    "PyStartMovieRecord",
+    "PySaveMovieFrame",
+    "PyFinishRecord",
+    "PyGetVideoCompressors",
     "GetLastError",
     "ErrorCodeToString",
 }
