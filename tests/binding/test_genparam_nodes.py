@@ -3,7 +3,7 @@ tree and the generic feature view."""
 
 import pytest
 
-from kyrscript import Category, Command, Enum, Feature, Float, Int, String
+from kyrscript import Boolean, Category, Command, Enum, Float, Int, String
 
 ARRAY = "if0-params"
 
@@ -18,6 +18,7 @@ FEATURES = (
     Command("Start"),
     String("DeviceUserID", "left", GetMaxLength=16),
     Float("Exposure", 1000.0, GetMin=10.0, GetMax=1e6, GetUnit="us"),
+    Boolean("Flag", True),  # outside the tree
 )
 
 TREE = {
@@ -119,7 +120,7 @@ def test_category_index_keeps_its_low_32_bits(params, scripted):
 def test_index_past_the_end_answers_none(params):
     root = params.GetRootCategory()
     assert root.GetParamByIndex(3) is None
-    assert params.GetParamByIndex(10) is None
+    assert params.GetParamByIndex(params.GetCount()) is None
     assert params.GetLastError() == -1017
     assert params.GetEnum("PixelFormat").GetEnumEntryByIndex(3) is None
 
@@ -148,7 +149,7 @@ def test_enum_entries(params, scripted):
         ("GetInt", "Width", "SetValue", "SetValue", False),
         ("GetFloat", "Exposure", "SetValue", "SetValue", False),
         ("GetString", "DeviceUserID", "SetValue", "SetValue", False),
-        ("GetBoolean", None, "SetValue", "SetValue", False),
+        ("GetBoolean", "Flag", "SetValue", "SetValue", False),
         ("GetEnum", "PixelFormat", "SetValue", "GPyGenParamEnum_SetValue", None),
         ("GetEnum", "PixelFormat", "SetValueStr", "GPyGenParamEnum_SetValueStr", None),
         ("GetEnum", "PixelFormat", "GetEnumEntryByIndex", "GetEnumEntryByIndex", None),
@@ -157,9 +158,6 @@ def test_enum_entries(params, scripted):
     ],
 )
 def test_too_few_arguments_print_their_own_message(params, scripted, capfd, wrapper, name, method, message, failure):
-    if wrapper == "GetBoolean":
-        scripted.parameters(ARRAY, Feature("Boolean", "Flag", True))
-        name = "Flag"
     node = getattr(params, wrapper)(*([name] if name else []))
     scripted.calls()
     assert getattr(node, method)() == failure
