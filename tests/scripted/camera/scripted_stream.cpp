@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <sstream>
 
 #include "script.h"
@@ -60,6 +61,21 @@ uint32_t bitDepthOf(uint32_t code)
 
 bool parseFrame(const std::string &text, Frame &frame)
 {
+    using Setter = void (*)(Frame &, uint64_t);
+    static const std::map<std::string, Setter> kNumbers = {
+        { "width", [](Frame &f, uint64_t v) { f.width = static_cast<uint32_t>(v); } },
+        { "height", [](Frame &f, uint64_t v) { f.height = static_cast<uint32_t>(v); } },
+        { "pixel", [](Frame &f, uint64_t v) { f.pixelType = v; } },
+        { "offset", [](Frame &f, uint64_t v) { f.offset = v; } },
+        { "size", [](Frame &f, uint64_t v) { f.size = v; } },
+        { "id", [](Frame &f, uint64_t v) { f.frameId = v; } },
+        { "timestamp", [](Frame &f, uint64_t v) { f.timestamp = v; } },
+        { "incomplete", [](Frame &f, uint64_t v) { f.incomplete = v != 0; } },
+        { "xoffset", [](Frame &f, uint64_t v) { f.xOffset = static_cast<int32_t>(v); } },
+        { "yoffset", [](Frame &f, uint64_t v) { f.yOffset = static_cast<int32_t>(v); } },
+        { "xpadding", [](Frame &f, uint64_t v) { f.xPadding = static_cast<int32_t>(v); } },
+        { "ypadding", [](Frame &f, uint64_t v) { f.yPadding = static_cast<int32_t>(v); } },
+    };
     frame = Frame{};
     bool sized = false;
     std::istringstream fields(text);
@@ -68,38 +84,15 @@ bool parseFrame(const std::string &text, Frame &frame)
         const size_t equals = field.find('=');
         const std::string key = field.substr(0, equals);
         const std::string value = equals == std::string::npos ? "" : field.substr(equals + 1);
-        uint64_t number = 0;
-        bool ok = true;
+        const auto number = kNumbers.find(key);
+        uint64_t parsed = 0;
+        bool ok = false;
         if (key == "data") {
             ok = parseHex(value, frame.data);
-        } else {
-            ok = parseUnsigned(value, number);
-            if (key == "width")
-                frame.width = static_cast<uint32_t>(number);
-            else if (key == "height")
-                frame.height = static_cast<uint32_t>(number);
-            else if (key == "pixel")
-                frame.pixelType = number;
-            else if (key == "offset")
-                frame.offset = number;
-            else if (key == "size")
-                sized = true, frame.size = number;
-            else if (key == "id")
-                frame.frameId = number;
-            else if (key == "timestamp")
-                frame.timestamp = number;
-            else if (key == "incomplete")
-                frame.incomplete = number != 0;
-            else if (key == "xoffset")
-                frame.xOffset = static_cast<int32_t>(number);
-            else if (key == "yoffset")
-                frame.yOffset = static_cast<int32_t>(number);
-            else if (key == "xpadding")
-                frame.xPadding = static_cast<int32_t>(number);
-            else if (key == "ypadding")
-                frame.yPadding = static_cast<int32_t>(number);
-            else
-                ok = false;
+        } else if (number != kNumbers.end() && parseUnsigned(value, parsed)) {
+            number->second(frame, parsed);
+            sized = sized || key == "size";
+            ok = true;
         }
         if (!ok) {
             std::fprintf(stderr, "scripted: bad frame field '%s'\n", field.c_str());
@@ -241,7 +234,8 @@ ScriptedBuffer *ScriptedStream::announce(int64_t size)
     return buffers_.back().get();
 }
 
-// Answers: "<stream>.Release" is not consulted; the handle is freed.
+// Frees the handle; a GetBuffer still waiting on another thread must have
+// ended first.
 void ScriptedStream::Release() noexcept
 {
     record(name_ + ".Release()");
