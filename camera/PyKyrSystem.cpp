@@ -17,6 +17,7 @@ PyKyrSystem::PyKyrSystem()
         reportLine("Cannot create System\n");
 }
 
+// Without a system this answers as when the library gives no list.
 Py::Object PyKyrSystem::GetInterfaceList()
 {
     KyrCam::InterfaceList *list = system_ ? system_->GetInterfaceList(KyrCam::kInterfaceAll) : nullptr;
