@@ -4,6 +4,7 @@
 #include "genparam_private.h"
 
 #include <cstring>
+#include <vector>
 
 namespace KyrCam {
 
@@ -370,7 +371,7 @@ public:
     {
         Lock lock(array_.mutex());
         setError(err, kOk);
-        return int64_t(g_slist_length(const_cast<GSList *>(entries())));
+        return int64_t(entries().size());
     }
 
     int64_t GetValue(KyrCamErr *err) noexcept override
@@ -408,24 +409,38 @@ public:
     KyrGenParam::EnumEntry *GetEnumEntryByIndex(int64_t index) noexcept override
     {
         Lock lock(array_.mutex());
-        if (index < 0)
+        const std::vector<ArvGcFeatureNode *> all = entries();
+        if (index < 0 || uint64_t(index) >= all.size())
             return nullptr;
-        auto *entry = static_cast<ArvGcFeatureNode *>(g_slist_nth_data(const_cast<GSList *>(entries()), guint(index)));
-        return entry ? dynamic_cast<KyrGenParam::EnumEntry *>(array_.paramOf(entry)) : nullptr;
+        return dynamic_cast<KyrGenParam::EnumEntry *>(array_.paramOf(all[size_t(index)]));
     }
 
 private:
     ArvGcEnumeration *enumeration() noexcept { return ARV_GC_ENUMERATION(node_); }
-    const GSList *entries() noexcept { return arv_gc_enumeration_get_entries(enumeration()); }
+    // The entries in description order (Aravis's own list runs backwards).
+    // Empty when memory is short.
+    std::vector<ArvGcFeatureNode *> entries() const noexcept
+    {
+        std::vector<ArvGcFeatureNode *> found;
+        try {
+            for (ArvDomNode *child = arv_dom_node_get_first_child(ARV_DOM_NODE(node_)); child;
+                 child = arv_dom_node_get_next_sibling(child)) {
+                if (ARV_IS_GC_ENUM_ENTRY(child))
+                    found.push_back(ARV_GC_FEATURE_NODE(child));
+            }
+        } catch (...) {
+            found.clear();
+        }
+        return found;
+    }
 
     // kOk when an available entry matches, else out of range.
     template <typename Match>
     KyrCamErr findEntry(Match match) noexcept
     {
-        for (const GSList *item = entries(); item; item = item->next) {
-            auto *entry = ARV_GC_ENUM_ENTRY(item->data);
-            if (match(entry))
-                return nodeAvailable(ARV_GC_FEATURE_NODE(entry)) ? kOk : kErrGenICamOutOfRange;
+        for (ArvGcFeatureNode *entry : entries()) {
+            if (match(ARV_GC_ENUM_ENTRY(entry)))
+                return nodeAvailable(entry) ? kOk : kErrGenICamOutOfRange;
         }
         return kErrGenICamOutOfRange;
     }

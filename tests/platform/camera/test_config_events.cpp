@@ -1,0 +1,183 @@
+// Configuration files and the device-lost event.
+
+#include <condition_variable>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "camera_test_env.h"
+
+using namespace KyrCam;
+using KyrCamTest::SimCamera;
+
+namespace {
+
+std::string tempPath(const char *name)
+{
+    return std::string(::testing::TempDir()) + "kyrcam_" + name;
+}
+
+class Configuration : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        camera_ = std::make_unique<SimCamera>();
+        ASSERT_NE(camera_->info(), nullptr);
+        KyrCamErr err = -1;
+        device_ = KyrCam_CreateDevice(camera_->info(), kOpenControl, &err);
+        ASSERT_NE(device_, nullptr) << err;
+        params_ = device_->GetCameraParameters(&err);
+    }
+    void TearDown() override
+    {
+        if (device_)
+            device_->Release();
+    }
+
+    std::unique_ptr<SimCamera> camera_;
+    Device *device_ = nullptr;
+    KyrGenParam::Array *params_ = nullptr;
+};
+
+TEST_F(Configuration, RoundTripRestoresValuesAndSelectedFeatures)
+{
+    const std::string path = tempPath("roundtrip.txt");
+    ASSERT_EQ(params_->SetIntegerValue("Width", 200), kOk);
+    ASSERT_EQ(params_->SetEnumValueStr("PixelFormat", "Mono12Packed"), kOk);
+    ASSERT_EQ(params_->SetEnumValueStr("TriggerSelector", "AcquisitionStart"), kOk);
+    ASSERT_EQ(params_->SetEnumValueStr("TriggerMode", "On"), kOk);
+    ASSERT_EQ(params_->SetEnumValueStr("TriggerSelector", "FrameStart"), kOk);
+    ASSERT_EQ(params_->SetEnumValueStr("TriggerMode", "Off"), kOk);
+    ASSERT_EQ(params_->SetStringValue("DeviceUserID", "line=3"), kOk);
+    ASSERT_EQ(device_->SaveConfiguration(path.c_str()), kOk);
+    EXPECT_STREQ(params_->GetEnumValueStr("TriggerSelector", nullptr), "FrameStart") << "the walk restores selectors";
+
+    ASSERT_EQ(params_->SetIntegerValue("Width", 640), kOk);
+    ASSERT_EQ(params_->SetEnumValueStr("PixelFormat", "Mono8"), kOk);
+    ASSERT_EQ(params_->SetEnumValueStr("TriggerSelector", "AcquisitionStart"), kOk);
+    ASSERT_EQ(params_->SetEnumValueStr("TriggerMode", "Off"), kOk);
+    ASSERT_EQ(params_->SetStringValue("DeviceUserID", ""), kOk);
+    ASSERT_EQ(device_->LoadConfiguration(path.c_str()), kOk);
+
+    KyrCamErr err = -1;
+    EXPECT_EQ(params_->GetIntegerValue("Width", &err), 200);
+    EXPECT_STREQ(params_->GetEnumValueStr("PixelFormat", &err), "Mono12Packed");
+    EXPECT_STREQ(params_->GetStringValue("DeviceUserID", &err), "line=3");
+    EXPECT_STREQ(params_->GetEnumValueStr("TriggerSelector", &err), "FrameStart");
+    ASSERT_EQ(params_->SetEnumValueStr("TriggerSelector", "AcquisitionStart"), kOk);
+    EXPECT_STREQ(params_->GetEnumValueStr("TriggerMode", &err), "On");
+
+    // The same file opens the device again and applies itself.
+    device_->Release();
+    device_ = nullptr;
+    Device *reopened = KyrCam_GetSystem()->CreateDeviceFromConfig(path.c_str(), &err);
+    ASSERT_NE(reopened, nullptr) << err;
+    EXPECT_EQ(err, kOk);
+    EXPECT_EQ(reopened->GetCameraParameters(&err)->GetIntegerValue("Width", &err), 200);
+    reopened->Release();
+    std::remove(path.c_str());
+}
+
+TEST_F(Configuration, ForeignOrMissingFilesAreRefused)
+{
+    const std::string path = tempPath("foreign.txt");
+    {
+        std::ofstream file(path);
+        file << "# KyrCameraApi device configuration\n[Device]\nVendor=Other\nModel=Thing\nSerialNumber=1\n"
+                "[Features]\nWidth=8\n";
+    }
+    KyrCamErr err = 0;
+    EXPECT_EQ(device_->LoadConfiguration(path.c_str()), kErrWrongConfiguration);
+    EXPECT_EQ(KyrCam_GetSystem()->CreateDeviceFromConfig(path.c_str(), &err), nullptr);
+    EXPECT_EQ(err, kErrNoDevice);
+    {
+        std::ofstream file(path);
+        file << "Width=8\n";
+    }
+    EXPECT_EQ(device_->LoadConfiguration(path.c_str()), kErrWrongConfiguration);
+    EXPECT_EQ(device_->LoadConfiguration("/nonexistent/config.txt"), kErrFileNotFound);
+    EXPECT_EQ(KyrCam_GetSystem()->CreateDeviceFromConfig("/nonexistent/config.txt", &err), nullptr);
+    EXPECT_EQ(err, kErrFileNotFound);
+    EXPECT_EQ(device_->SaveConfiguration("/nonexistent/dir/config.txt"), kErrIo);
+    {
+        std::ofstream file(path);
+        file << "# KyrCameraApi device configuration\n[Device]\nVendor=Aravis\nModel=Fake\nSerialNumber=SIM0001\n"
+                "[Features]\nWidth=100000\n";
+    }
+    EXPECT_EQ(device_->LoadConfiguration(path.c_str()), kErrGenICamOutOfRange);
+    std::remove(path.c_str());
+}
+
+struct LostEvents {
+    std::mutex mutex;
+    std::condition_variable arrived;
+    int count = 0;
+    std::string data;
+};
+
+void onLost(const void *data, unsigned long size, void *context)
+{
+    auto *events = static_cast<LostEvents *>(context);
+    {
+        std::lock_guard<std::mutex> lock(events->mutex);
+        ++events->count;
+        events->data.assign(static_cast<const char *>(data), size);
+    }
+    events->arrived.notify_all();
+}
+
+void ignore(const void *, unsigned long, void *) {}
+
+TEST_F(Configuration, EventRegistrationRules)
+{
+    LostEvents events;
+    EXPECT_EQ(device_->RegisterEvent(0x1234, onLost, &events), kErrNotImplemented);
+    EXPECT_EQ(device_->RegisterEvent(kEventDeviceLost, onLost, &events), kOk);
+    EXPECT_EQ(device_->RegisterEvent(kEventDeviceLost, onLost, &events), kOk);
+    EXPECT_EQ(device_->UnRegisterEvent(kEventDeviceLost, onLost, &events), kOk);
+    EXPECT_EQ(device_->UnRegisterEvent(kEventDeviceLost, onLost, &events), kErrInvalidParameter)
+        << "registering twice is one registration";
+    EXPECT_EQ(device_->UnRegisterEvent(kEventDeviceLost, ignore, &events), kErrInvalidParameter);
+}
+
+TEST_F(Configuration, KilledCameraEndsWaitsAndRaisesDeviceLost)
+{
+    LostEvents events;
+    ASSERT_EQ(device_->RegisterEvent(kEventDeviceLost, onLost, &events), kOk);
+    Stream *stream = device_->GetStreamByIndex(0);
+    ASSERT_NE(stream, nullptr);
+    ASSERT_EQ(stream->AllocBufferQueue(nullptr, 3), kOk);
+    ASSERT_EQ(stream->StartAcquisition(~uint64_t(0), nullptr), kOk);
+    KyrCamErr err = -1;
+    Buffer *buffer = stream->GetBuffer(5000, &err);
+    ASSERT_NE(buffer, nullptr) << err;
+    stream->QueueBuffer(buffer);
+
+    camera_->kill();
+    // Every wait returns within its time-out; once the heartbeat gives up,
+    // waits end with kErrIo.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    do {
+        const auto start = std::chrono::steady_clock::now();
+        buffer = stream->GetBuffer(500, &err);
+        if (buffer)
+            stream->QueueBuffer(buffer);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
+    } while (err != kErrIo && std::chrono::steady_clock::now() < deadline);
+    EXPECT_EQ(err, kErrIo);
+    {
+        std::unique_lock<std::mutex> lock(events.mutex);
+        ASSERT_TRUE(events.arrived.wait_for(lock, std::chrono::seconds(5), [&] { return events.count > 0; }));
+        EXPECT_EQ(events.data, "Aravis Fake (SIM0001)");
+    }
+    stream->Release();
+    EXPECT_EQ(device_->UnRegisterEvent(kEventDeviceLost, onLost, &events), kOk);
+    EXPECT_EQ(events.count, 1);
+}
+
+} // namespace
