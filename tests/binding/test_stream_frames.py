@@ -117,6 +117,14 @@ def test_failed_waits(stream, scripted, capfd, code, printed):
     assert capfd.readouterr().err == printed + "wrong buffer\n" * 2
 
 
+def test_frames_beyond_memory_fail_cleanly(stream, scripted, capfd):
+    scripted.push(STREAM + ".GetBuffer", frame(b"\x01", offset=2**64 - 1), frame(b"\x01", size=2**62))
+    assert stream.GetBuffer(10) is None and stream.GetBuffer(10) is None
+    assert stream.GetLastError() == -1021
+    assert stream.CreateBuffer(2**50).GetWidth() == 0
+    assert capfd.readouterr().err.count("wrong buffer. Error: -1021 ") == 3
+
+
 def test_a_real_wait_times_out(stream, scripted, capfd):
     assert stream.GetBuffer(1) is None
     assert stream.GetLastError() == -1011

@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <new>
 #include <sstream>
+#include <stdexcept>
 
 #include "script.h"
 
@@ -110,11 +112,17 @@ ScriptedBuffer::ScriptedBuffer(int index, int64_t size)
 {
 }
 
-void ScriptedBuffer::deliver(const Frame &frame)
+bool ScriptedBuffer::deliver(const Frame &frame)
 {
-    frame_ = frame;
     const uint64_t payload = std::max<uint64_t>(frame.size, frame.data.size());
-    memory_.assign(frame.offset + payload, 0);
+    if (frame.offset > memory_.max_size() || payload > memory_.max_size() - frame.offset)
+        return false;
+    try {
+        memory_.assign(frame.offset + payload, 0);
+    } catch (const std::exception &) {
+        return false;
+    }
+    frame_ = frame;
     std::fill_n(memory_.begin(), frame.offset, kFiller);
     std::copy(frame.data.begin(), frame.data.end(), memory_.begin() + frame.offset);
     const auto code = static_cast<uint32_t>(frame.pixelType);
@@ -130,6 +138,7 @@ void ScriptedBuffer::deliver(const Frame &frame)
     image_.size = frame.size;
     image_.data = memory_.data() + frame.offset;
     delivered_ = true;
+    return true;
 }
 
 KyrImage *ScriptedBuffer::GetImage() noexcept
@@ -230,7 +239,11 @@ bool ScriptedStream::queued(const ScriptedBuffer *buffer) const
 
 ScriptedBuffer *ScriptedStream::announce(int64_t size)
 {
-    buffers_.push_back(std::make_unique<ScriptedBuffer>(nextIndex_++, size));
+    try {
+        buffers_.push_back(std::make_unique<ScriptedBuffer>(nextIndex_++, size));
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
     return buffers_.back().get();
 }
 
@@ -332,8 +345,15 @@ KyrCamErr ScriptedStream::AllocBufferQueue(void *userData, int64_t count) noexce
     if (code != KyrCam::kOk)
         return code;
     const int64_t size = answerInt({ name_ + ".GetBufferSize" }, 4096);
-    for (int64_t i = 0; i < count; ++i)
-        queue_.push_back(announce(size));
+    for (int64_t i = 0; i < count; ++i) {
+        ScriptedBuffer *buffer = announce(size);
+        if (!buffer) {
+            queue_.clear();
+            buffers_.clear();
+            return KyrCam::kErrOutOfMemory;
+        }
+        queue_.push_back(buffer);
+    }
     return code;
 }
 
@@ -438,8 +458,11 @@ KyrCam::Buffer *ScriptedStream::GetBuffer(uint64_t timeoutMs, KyrCamErr *err) no
         return nullptr;
     }
     ScriptedBuffer *buffer = queue_.front();
+    if (!buffer->deliver(frame)) {
+        *err = KyrCam::kErrOutOfMemory;
+        return nullptr;
+    }
     queue_.pop_front();
-    buffer->deliver(frame);
     *err = KyrCam::kOk;
     return buffer;
 }
@@ -459,8 +482,9 @@ KyrCam::Buffer *ScriptedStream::CreateBuffer(int64_t size, void *userData, KyrCa
         *err = KyrCam::kErrInvalidParameter;
         return nullptr;
     }
-    *err = KyrCam::kOk;
-    return announce(size);
+    ScriptedBuffer *buffer = announce(size);
+    *err = buffer ? KyrCam::kOk : KyrCam::kErrOutOfMemory;
+    return buffer;
 }
 
 } // namespace Scripted

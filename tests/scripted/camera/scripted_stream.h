@@ -52,8 +52,9 @@ public:
     ScriptedBuffer(int index, int64_t size);
 
     int index() const { return index_; }
-    // Puts `frame` into the buffer's memory and description.
-    void deliver(const Frame &frame);
+    // Puts `frame` into the buffer's memory and description; false when
+    // there is no memory for it.
+    bool deliver(const Frame &frame);
 
     KyrImage *GetImage() noexcept override;
     uint8_t *GetBufferPtr() noexcept override;
@@ -110,6 +111,7 @@ private:
     // The announced buffer behind `buffer`; null for a foreign one. Under mutex_.
     ScriptedBuffer *find(KyrCam::Buffer *buffer) const;
     bool queued(const ScriptedBuffer *buffer) const;
+    // A new buffer of `size` bytes, or null when memory is short.
     ScriptedBuffer *announce(int64_t size);
     // Waits for CancelBuffer at most `timeoutMs`: kErrAbort or kErrTimeout.
     KyrCamErr waitForCancel(uint64_t timeoutMs, const std::string &call);
