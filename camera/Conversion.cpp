@@ -67,6 +67,13 @@ std::string strToUtf8(const Py::Object &value)
     return encodeUtf8(value.ptr());
 }
 
+Py::Object takeReference(PyObject *object)
+{
+    if (!object)
+        throw Py::Exception();
+    return Py::Object(object, true);
+}
+
 Py::Object fromUtf8(const char *text)
 {
     return Py::Object(PyUnicode_FromString(text), true);

@@ -34,6 +34,10 @@ std::string strToUtf8(const Py::Object &value);
 // A native UTF-8 text as a Python str; UnicodeDecodeError when it is not UTF-8.
 Py::Object fromUtf8(const char *text);
 
+// Takes over the new reference a Python C API call returned; when it returned
+// null, its pending error (MemoryError and the like) as a PyCXX exception.
+Py::Object takeReference(PyObject *object);
+
 // An integer constant that a wrapper answers as an attribute.
 struct NamedConstant {
     const char *name;

@@ -1,5 +1,6 @@
 #include "PyBuffer.h"
 
+#include "Conversion.h"
 #include "ErrorReport.h"
 #include "PyImage.h"
 
@@ -101,9 +102,8 @@ KyrCamErr PyBuffer::fill(const Py::Object &timeout)
         stream->QueueBuffer(buffer);
         return KyrCam::kErrUnknown;
     }
-    data_ = Py::Object(PyByteArray_FromStringAndSize(reinterpret_cast<const char *>(pixels),
-                                                     static_cast<Py_ssize_t>(size)),
-                       true);
+    data_ = takeReference(
+        PyByteArray_FromStringAndSize(reinterpret_cast<const char *>(pixels), static_cast<Py_ssize_t>(size)));
     return KyrCam::kOk;
 }
 

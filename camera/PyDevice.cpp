@@ -71,8 +71,8 @@ void PyDevice::CameraCallback(const void *data, unsigned long size, void *contex
     // A reference of its own: the callable may unregister itself while it runs.
     const Py::Callable callable(device->eventCallable_);
     Py::Tuple args(3);
-    args[0] = Py::Object(PyByteArray_FromStringAndSize(static_cast<const char *>(data), static_cast<Py_ssize_t>(size)),
-                         true);
+    const auto *bytes = static_cast<const char *>(data);
+    args[0] = takeReference(PyByteArray_FromStringAndSize(bytes, static_cast<Py_ssize_t>(size)));
     args[1] = Py::Long(size);
     args[2] = Py::Long(static_cast<unsigned PY_LONG_LONG>(reinterpret_cast<uintptr_t>(context)));
     callable.apply(args);
@@ -127,7 +127,7 @@ Py::Object PyDevice::ReadMem(const Py::Tuple &args)
         return noTransfer();
     // A bytes object of `size` bytes keeps one more, a 0, after them; the
     // library reads straight into it.
-    const Py::Object data(PyBytes_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(size)), true);
+    const Py::Object data = takeReference(PyBytes_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(size)));
     char *bytes = PyBytes_AS_STRING(data.ptr());
     bytes[0] = 0;
     lastError_ = device_->ReadMem(address, bytes, size);

@@ -162,6 +162,12 @@ def test_native_register_failures_keep_their_code(device, scripted, code, text):
     assert device.GetLastError() == code
 
 
+def test_a_read_beyond_memory_raises(device, scripted):
+    with pytest.raises(MemoryError):
+        device.ReadMem(0, 2**62)
+    assert scripted.calls() == [] and device.GetLastError() == 0
+
+
 @pytest.mark.parametrize("data", [bytearray(b"\x01"), "text", memoryview(b"\x01"), 1])
 def test_write_mem_takes_bytes_only(device, data):
     with pytest.raises(TypeError):
