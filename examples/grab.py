@@ -1,0 +1,155 @@
+#!/usr/bin/env python3
+"""Grabs frames from the simulated GigE Vision camera through the module.
+
+Starts kyr-sim-camera on 127.0.0.1, finds it through "PyKyrSystem", opens it,
+sets size and pixel format, streams 200 frames and prints frames per second,
+the incomplete count and a checksum of the last frame, reads the transport
+statistics, saves the configuration and opens the camera again from that
+file with "CreateDeviceFromConfig". The camera it started is stopped at the
+end.
+
+--private-network runs all this in a network namespace of its own (root
+only), so that another simulated camera on the host's loopback does not
+clash with this one; the tests use it.
+"""
+
+import argparse
+import ctypes
+import fcntl
+import os
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import zlib
+from pathlib import Path
+
+BUILD = Path(os.environ.get("KYR_BUILD_DIR", Path(__file__).resolve().parent.parent / "build"))
+SIM_CAMERA = BUILD / "bin" / "kyr-sim-camera"
+SERIAL = "SIM0001"
+FRAMES = 200
+STOP_DEFAULT = 0
+WAIT_MS = 5000
+
+
+def enter_private_network():
+    """Moves this process into a new network namespace and brings its
+    loopback up (what `unshare -n` and `ip link set lo up` do)."""
+    clone_newnet = 0x40000000
+    libc = ctypes.CDLL(None, use_errno=True)
+    if libc.unshare(clone_newnet) != 0:
+        raise OSError(ctypes.get_errno(), "unshare(CLONE_NEWNET) needs root")
+    siocgifflags, siocsifflags, iff_up = 0x8913, 0x8914, 0x1
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sock:
+        request = struct.pack("16sH22x", b"lo", 0)
+        flags = struct.unpack("16sH22x", fcntl.ioctl(sock, siocgifflags, request))[1]
+        fcntl.ioctl(sock, siocsifflags, struct.pack("16sH22x", b"lo", flags | iff_up))
+
+
+def find_camera(kyr, deadline_s=15.0):
+    """The camera's PyDeviceInfo once discovery sees it, or None. Each rescan
+    waits for one discovery round."""
+    deadline = time.monotonic() + deadline_s
+    while time.monotonic() < deadline:
+        for iface in kyr.PyKyrSystem().GetInterfaceList() or []:
+            for info in iface.GetDeviceInfoList() or []:
+                if info.GetSerialNumber() == SERIAL:
+                    return info
+            iface.ReEnumerateDevices(1000)
+    return None
+
+
+def grab(device, width, height, pixel_format):
+    params = device.GetCameraParameters()
+    for ok in (params.SetIntegerValue("Width", width), params.SetIntegerValue("Height", height),
+               params.SetEnumValueStr("PixelFormat", pixel_format)):
+        if not ok:
+            raise RuntimeError(f"cannot set the image format: error {params.GetLastError()}")
+    params.SetFloatValue("AcquisitionFrameRate", 200.0)
+
+    stream = device.GetStreamByIndex(0)
+    if stream is None or not stream.AllocBufferQueue(8) or not stream.StartAcquisition():
+        raise RuntimeError("cannot start streaming")
+    incomplete = 0
+    checksum = 0
+    frame_id = 0
+    start = time.monotonic()
+    try:
+        for _ in range(FRAMES):
+            buffer = stream.GetBuffer(WAIT_MS)
+            if buffer is None:
+                raise RuntimeError(f"no frame: error {stream.GetLastError()}")
+            incomplete += bool(buffer.IsIncomplete())
+            checksum = zlib.crc32(buffer.GetBufferPtr())
+            frame_id = buffer.GetFrameID()
+            stream.QueueBuffer(buffer)
+        elapsed = time.monotonic() - start
+        # The statistics belong to the open stream.
+        transport = device.GetTransportParameters()
+        statistics = {name: transport.GetIntegerValue(name)[1]
+                      for name in ("StatCompletedBuffers", "StatFailedBuffers", "StatUnderruns",
+                                   "StatResentPackets", "StatMissingPackets")}
+    finally:
+        stream.StopAcquisition(STOP_DEFAULT)
+        stream.ReleaseBufferQueue()
+        stream.Release()
+    return FRAMES / elapsed, incomplete, (frame_id, checksum), statistics
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--private-network", action="store_true")
+    parser.add_argument("--width", type=int, default=640)
+    parser.add_argument("--height", type=int, default=480)
+    parser.add_argument("--pixel-format", default="Mono8")
+    args = parser.parse_args()
+    if args.private_network:
+        enter_private_network()
+
+    sys.path.insert(0, str(BUILD / "lib"))
+    import libKyrCameraGuiApiPy as kyr  # noqa: E402
+
+    camera = subprocess.Popen([str(SIM_CAMERA), "--address", "127.0.0.1", "--serial", SERIAL],
+                              stdout=subprocess.DEVNULL)
+    try:
+        info = find_camera(kyr)
+        if info is None:
+            print("the simulated camera was not found", file=sys.stderr)
+            return 1
+        print(f"found {info.GetDisplayName()} at {info.GetIPAddress()} "
+              f"on {info.GetInterface().GetDescription()}")
+
+        device = kyr.PyKyrCreateDevice(info)
+        if not device.IsValid():
+            print(f"cannot open the camera: error {kyr.GetLastError()}", file=sys.stderr)
+            return 1
+        fps, incomplete, (frame_id, checksum), statistics = grab(device, args.width, args.height, args.pixel_format)
+        print(f"{FRAMES} frames of {args.width}x{args.height} {args.pixel_format}: {fps:.1f} frames/s, "
+              f"{incomplete} incomplete, last frame {frame_id} crc32 {checksum:08x}")
+        print("transport statistics: " + ", ".join(f"{k} {v}" for k, v in statistics.items()))
+
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "camera.cfg")
+            if not device.SaveConfiguration(path):
+                print("cannot save the configuration", file=sys.stderr)
+                return 1
+            device.Release()
+            system = kyr.PyKyrSystem()
+            reopened = system.CreateDeviceFromConfig(path)
+            if reopened is None:
+                print(f"cannot reopen from the configuration: error {system.GetLastError()}", file=sys.stderr)
+                return 1
+            width = reopened.GetCameraParameters().GetIntegerValue("Width")[1]
+            pixel_format = reopened.GetCameraParameters().GetEnumValueStr("PixelFormat")[1]
+            print(f"reopened from its configuration: {reopened.GetDisplayName()}, {width} wide, {pixel_format}")
+            reopened.Release()
+        return 0
+    finally:
+        camera.terminate()
+        camera.wait()
+
+
+if __name__ == "__main__":
+    sys.exit(main())
