@@ -24,7 +24,7 @@ test: build
 	@$(PYTEST) tests/binding
 
 demo: build
-	@KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(PYTHON) examples/demo.py
+	@KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(PYTHON) examples/grab.py
 
 bench: build
 	@set -e; benches="$$(ls bench/bench_*.py 2>/dev/null || true)"; \
