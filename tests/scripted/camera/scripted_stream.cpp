@@ -27,16 +27,28 @@ bool parseUnsigned(const std::string &text, uint64_t &value)
     return !text.empty() && *end == '\0';
 }
 
+int nibbleOf(char digit)
+{
+    if (digit >= '0' && digit <= '9')
+        return digit - '0';
+    if (digit >= 'a' && digit <= 'f')
+        return digit - 'a' + 10;
+    if (digit >= 'A' && digit <= 'F')
+        return digit - 'A' + 10;
+    return -1;
+}
+
 bool parseHex(const std::string &text, std::vector<uint8_t> &bytes)
 {
     if (text.size() % 2 != 0)
         return false;
-    bytes.clear();
-    for (size_t i = 0; i < text.size(); i += 2) {
-        uint64_t byte = 0;
-        if (!parseUnsigned("0x" + text.substr(i, 2), byte))
+    bytes.resize(text.size() / 2);
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        const int high = nibbleOf(text[2 * i]);
+        const int low = nibbleOf(text[2 * i + 1]);
+        if (high < 0 || low < 0)
             return false;
-        bytes.push_back(static_cast<uint8_t>(byte));
+        bytes[i] = static_cast<uint8_t>(high << 4 | low);
     }
     return true;
 }
