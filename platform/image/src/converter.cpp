@@ -108,7 +108,8 @@ KyrImageStatus KyrImageConverter_ConvertImage(KyrImageConverter *converter, cons
     const uint8_t *in = source->data;
     uint8_t *out = target->data;
 
-    forEachSlice(height, (inLine + outLine) * height, [&](uint32_t first, uint32_t end) {
+    const uint32_t slices = sliceCount(height, (inLine + outLine) * height);
+    forEachSlice(height, slices, [&](uint32_t, uint32_t first, uint32_t end) {
         for (uint32_t y = first; y < end; ++y) {
             const uint8_t *line = in + y * inStride;
             uint8_t *result = out + y * outStride;

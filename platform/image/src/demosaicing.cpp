@@ -92,7 +92,8 @@ KyrImageStatus KyrBayer_ConvertImage(KyrBayer *bayer, const KyrImage *source, Ky
             uint8_t *reduced = bayer->reduced.data();
             const uint8_t *in = source->data;
             const uint32_t bits = pixelLayout(source->pixelType).bitDepth;
-            forEachSlice(height, (inLine + width) * height, [&](uint32_t first, uint32_t end) {
+            const uint32_t slices = sliceCount(height, (inLine + width) * height);
+            forEachSlice(height, slices, [&](uint32_t, uint32_t first, uint32_t end) {
                 for (uint32_t y = first; y < end; ++y)
                     reduceLine(reinterpret_cast<const uint16_t *>(in + y * inStride), reduced + uint64_t(y) * width,
                                width, bits);

@@ -100,25 +100,27 @@ void reduceLine(const uint16_t *source, uint8_t *target, uint64_t count, uint32_
     }
 }
 
-void forEachSlice(uint32_t lines, uint64_t bytes, const std::function<void(uint32_t, uint32_t)> &work) noexcept
+uint32_t sliceCount(uint32_t lines, uint64_t bytes) noexcept
 {
-    uint32_t slices = std::max(1u, std::thread::hardware_concurrency());
-    if (bytes < kParallelBytes || lines < 2 * slices)
-        slices = 1;
+    const uint32_t cores = std::max(1u, std::thread::hardware_concurrency());
+    return bytes < kParallelBytes || lines < 2 * cores ? 1 : cores;
+}
+
+void forEachSlice(uint32_t lines, uint32_t slices,
+                  const std::function<void(uint32_t, uint32_t, uint32_t)> &work) noexcept
+{
     std::vector<std::thread> helpers;
     uint32_t first = 0;
-    for (uint32_t s = 1; s <= slices; ++s) {
-        const uint32_t end = uint32_t(uint64_t(lines) * s / slices);
-        if (s == slices) {
-            work(first, end);
-            break;
-        }
+    for (uint32_t s = 0; s < slices; ++s) {
+        const uint32_t end = uint32_t(uint64_t(lines) * (s + 1) / slices);
         try {
-            helpers.emplace_back(work, first, end);
+            if (s + 1 < slices)
+                helpers.emplace_back(work, s, first, end);
+            else
+                work(s, first, end);
         } catch (const std::exception &) {
-            // No thread to be had: this thread does the rest itself.
-            work(first, lines);
-            break;
+            // No thread to be had: this thread does the slice itself.
+            work(s, first, end);
         }
         first = end;
     }

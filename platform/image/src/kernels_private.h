@@ -15,9 +15,14 @@ void unpackLine(const uint8_t *source, uint16_t *target, uint32_t width, uint32_
 // saturating samples that exceed `bits`.
 void reduceLine(const uint16_t *source, uint8_t *target, uint64_t count, uint32_t bits) noexcept;
 
-// Calls `work(first, end)` on consecutive slices of [0, lines), on several
-// threads when `bytes` (the data the work touches) makes that worthwhile;
+// How many slices to cut [0, lines) into: one per core when `bytes` (the
+// data the work touches) makes that worthwhile, else one.
+uint32_t sliceCount(uint32_t lines, uint64_t bytes) noexcept;
+
+// Calls `work(slice, first, end)` for `slices` consecutive slices of
+// [0, lines), each on its own thread but the last, which runs on the caller's;
 // returns when every slice is done. `work` must not throw.
-void forEachSlice(uint32_t lines, uint64_t bytes, const std::function<void(uint32_t, uint32_t)> &work) noexcept;
+void forEachSlice(uint32_t lines, uint32_t slices,
+                  const std::function<void(uint32_t, uint32_t, uint32_t)> &work) noexcept;
 
 } // namespace KyrImageLib

@@ -58,16 +58,13 @@ KyrImageStatus saveStill(const KyrImageSerializer &serializer, const KyrImage &i
     const bool palette = serializer.params.intValue("add.palette") != 0;
     if (format == StillFormat::Tiff) {
         status = writeTiff(file.releaseDescriptor(), fileName, pixels, palette);
+    } else if (format == StillFormat::Bmp) {
+        status = writeBmp(file.descriptor(), pixels);
     } else {
         FILE *stream = file.stream();
         if (!stream)
             return kKyrImageErrOutOfMemory;
-        if (format == StillFormat::Png)
-            status = writePng(stream, pixels, palette);
-        else if (format == StillFormat::Bmp)
-            status = writeBmp(stream, pixels);
-        else
-            status = writeJpeg(stream, pixels);
+        status = format == StillFormat::Png ? writePng(stream, pixels, palette) : writeJpeg(stream, pixels);
     }
     if (status != kKyrImageOk)
         return status;

@@ -1,6 +1,7 @@
 #include "still_writers_private.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csetjmp>
 #include <cstring>
 #include <memory>
@@ -11,7 +12,12 @@
 #include <tiffio.h>
 #include <zlib.h>
 #include <jpeglib.h>
+#include <sys/uio.h>
 #include <unistd.h>
+
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#endif
 
 #include <image/KyrPixelType.h>
 
@@ -29,7 +35,22 @@ void stretchLine(const uint16_t *in, uint16_t *out, uint32_t width, uint32_t bit
 {
     const uint32_t max = (1u << bits) - 1;
     const uint32_t up = 16 - bits;
-    for (uint32_t x = 0; x < width; ++x) {
+    uint32_t x = 0;
+#if defined(__x86_64__)
+    const __m128i excess = _mm_set1_epi16(int16_t(0xFFFF - max));
+    const __m128i upCount = _mm_cvtsi32_si128(int(up));
+    const __m128i downCount = _mm_cvtsi32_si128(int(bits - up));
+    for (; x + 8 <= width; x += 8) {
+        // Saturating add then subtract clamps at `max` with SSE2 alone.
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + x));
+        v = _mm_subs_epu16(_mm_adds_epu16(v, excess), excess);
+        v = _mm_or_si128(_mm_sll_epi16(v, upCount), _mm_srl_epi16(v, downCount));
+        if (bigEndian)
+            v = _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + x), v);
+    }
+#endif
+    for (; x < width; ++x) {
         uint32_t v = in[x] > max ? max : in[x];
         v = up ? (v << up | v >> (bits - up)) : v;
         out[x] = bigEndian ? uint16_t(v >> 8 | (v & 0xFF) << 8) : uint16_t(v);
@@ -43,6 +64,11 @@ void swapRedBlue(const uint8_t *in, uint8_t *out, uint32_t width) noexcept
         out[1] = in[1];
         out[2] = in[0];
     }
+}
+
+uint32_t bytesPerPixelOf(const StillPixels &pixels) noexcept
+{
+    return pixels.format == Format::Grey8 ? 1 : pixels.format == Format::Grey16 ? 2 : 3;
 }
 
 const uint8_t *lineOf(const StillPixels &pixels, uint32_t y) noexcept
@@ -63,18 +89,73 @@ void pngFail(png_structp png, png_const_charp)
 
 void pngQuiet(png_structp, png_const_charp) {}
 
+// One slice of lines, PNG-filtered and deflated as a raw stream of its own.
+struct DeflatedSlice {
+    std::vector<uint8_t> data;
+    uLong adler = 1;
+    uint64_t length = 0;  // filtered bytes
+    bool ok = false;
+};
+
+// PNG lines of one slice: each line SUB-filtered (the difference to the pixel
+// before, OpenCV's speed-first choice with run-length deflate), deflated at
+// level 1. Slices but the last end on a byte boundary without ending the
+// stream, so that they join into one zlib stream, as pigz joins them.
+void deflateSlice(const StillPixels &pixels, uint32_t first, uint32_t end, bool last, DeflatedSlice &slice) noexcept
+{
+    const uint32_t bytesPerPixel = bytesPerPixelOf(pixels);
+    const uint64_t lineBytes = uint64_t(pixels.width) * bytesPerPixel;
+    z_stream stream = {};
+    if (deflateInit2(&stream, Z_BEST_SPEED, Z_DEFLATED, -15, 8, Z_RLE) != Z_OK)
+        return;
+    try {
+        std::vector<uint8_t> line(lineBytes), filtered(lineBytes + 1);
+        slice.length = (lineBytes + 1) * (end - first);
+        slice.data.resize(deflateBound(&stream, uLong(slice.length)) + 16);
+        stream.next_out = slice.data.data();
+        stream.avail_out = uInt(slice.data.size());
+        bool ok = true;
+        for (uint32_t y = first; y < end && ok; ++y) {
+            const uint8_t *in = lineOf(pixels, y);
+            if (pixels.format == Format::Grey16) {
+                stretchLine(reinterpret_cast<const uint16_t *>(in), reinterpret_cast<uint16_t *>(line.data()),
+                            pixels.width, pixels.bits, true);
+                in = line.data();
+            } else if (pixels.format == Format::Bgr8) {
+                swapRedBlue(in, line.data(), pixels.width);
+                in = line.data();
+            }
+            filtered[0] = 1;  // SUB
+            uint8_t *out = filtered.data() + 1;
+            for (uint64_t i = 0; i < bytesPerPixel; ++i)
+                out[i] = in[i];
+            for (uint64_t i = bytesPerPixel; i < lineBytes; ++i)
+                out[i] = uint8_t(in[i] - in[i - bytesPerPixel]);
+            slice.adler = adler32(slice.adler, filtered.data(), uInt(filtered.size()));
+            stream.next_in = filtered.data();
+            stream.avail_in = uInt(filtered.size());
+            const bool lastLine = y + 1 == end;
+            const int flush = !lastLine ? Z_NO_FLUSH : last ? Z_FINISH : Z_SYNC_FLUSH;
+            const int result = deflate(&stream, flush);
+            ok = (result == Z_OK || result == Z_STREAM_END) && stream.avail_in == 0;
+        }
+        slice.data.resize(slice.data.size() - stream.avail_out);
+        slice.ok = ok;
+    } catch (const std::bad_alloc &) {
+        slice.ok = false;
+    }
+    deflateEnd(&stream);
+}
+
 // Everything between setjmp and a libpng error is plain C: no object with a
-// destructor lives in this frame, so the jump skips nothing.
-bool pngWriteAll(png_structp png, png_infop info, FILE *file, const StillPixels &pixels, bool palette, uint8_t *scratch)
+// destructor lives in this frame, so the jump skips nothing. libpng writes the
+// chunks around the image data, which is deflated beforehand.
+bool pngWriteAll(png_structp png, png_infop info, FILE *file, const StillPixels &pixels, bool palette,
+                 const uint8_t *idat, uint64_t idatLength)
 {
     if (setjmp(png_jmpbuf(png)))
         return false;
     png_init_io(png, file);
-    // OpenCV's speed-first settings: the SUB filter and run-length deflate.
-    png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
-    png_set_compression_level(png, Z_BEST_SPEED);
-    png_set_compression_strategy(png, Z_RLE);
-    png_set_compression_buffer_size(png, 256 * 1024);
     int colourType = PNG_COLOR_TYPE_GRAY;
     if (pixels.format == Format::Rgb8 || pixels.format == Format::Bgr8)
         colourType = PNG_COLOR_TYPE_RGB;
@@ -95,18 +176,11 @@ bool pngWriteAll(png_structp png, png_infop info, FILE *file, const StillPixels 
         png_set_sBIT(png, info, &significant);
     }
     png_write_info(png, info);
-    if (pixels.format == Format::Bgr8)
-        png_set_bgr(png);
-    for (uint32_t y = 0; y < pixels.height; ++y) {
-        const uint8_t *line = lineOf(pixels, y);
-        if (depth == 16) {
-            stretchLine(reinterpret_cast<const uint16_t *>(line), reinterpret_cast<uint16_t *>(scratch), pixels.width,
-                        pixels.bits, true);
-            line = scratch;
-        }
-        png_write_row(png, line);
-    }
-    png_write_end(png, info);
+    const uint64_t kChunk = 1 << 20;
+    for (uint64_t at = 0; at < idatLength; at += kChunk)
+        png_write_chunk(png, reinterpret_cast<png_const_bytep>("IDAT"), idat + at,
+                        png_size_t(std::min(kChunk, idatLength - at)));
+    png_write_chunk(png, reinterpret_cast<png_const_bytep>("IEND"), nullptr, 0);
     return true;
 }
 
@@ -189,6 +263,51 @@ void put32(uint8_t *at, uint32_t value)
     put16(at + 2, value >> 16);
 }
 
+// Gathers pieces of memory and writes them with as few system calls as it
+// can, without copying them.
+class RowWriter
+{
+public:
+    explicit RowWriter(int fd) : fd_(fd) {}
+
+    // Queues `length` bytes at `data`, which must stay valid until the next flush.
+    bool add(const uint8_t *data, uint64_t length)
+    {
+        if (count_ == kPieces && !flush())
+            return false;
+        pieces_[count_++] = iovec{ const_cast<uint8_t *>(data), size_t(length) };
+        return true;
+    }
+
+    bool flush()
+    {
+        int first = 0;
+        while (first < count_) {
+            const ssize_t written = ::writev(fd_, pieces_ + first, count_ - first);
+            if (written < 0) {
+                if (errno == EINTR)
+                    continue;
+                return false;
+            }
+            size_t left = size_t(written);
+            while (first < count_ && left >= pieces_[first].iov_len)
+                left -= pieces_[first++].iov_len;
+            if (first < count_) {
+                pieces_[first].iov_base = static_cast<uint8_t *>(pieces_[first].iov_base) + left;
+                pieces_[first].iov_len -= left;
+            }
+        }
+        count_ = 0;
+        return true;
+    }
+
+private:
+    static constexpr int kPieces = 512;
+    int fd_;
+    iovec pieces_[kPieces];
+    int count_ = 0;
+};
+
 } // namespace
 
 bool stillPixelsOf(const KyrImage &image, StillPixels &pixels) noexcept
@@ -217,13 +336,36 @@ KyrImageStatus writePng(FILE *file, const StillPixels &pixels, bool palette) noe
         png.info = png_create_info_struct(png.png);
     if (!png.info)
         return kKyrImageErrOutOfMemory;
-    std::vector<uint8_t> scratch;
+    // The image data: a zlib header, the slices' deflate streams, and the
+    // Adler-32 of all filtered lines.
+    std::vector<DeflatedSlice> slices;
+    std::vector<uint8_t> idat;
     try {
-        scratch.resize(uint64_t(pixels.width) * 2);
+        const uint64_t bytes = uint64_t(pixels.width) * pixels.height * bytesPerPixelOf(pixels);
+        slices.resize(sliceCount(pixels.height, bytes));
+        forEachSlice(pixels.height, uint32_t(slices.size()), [&](uint32_t index, uint32_t first, uint32_t end) {
+            deflateSlice(pixels, first, end, index + 1 == slices.size(), slices[index]);
+        });
+        uint64_t total = 6;
+        for (const DeflatedSlice &slice : slices)
+            total += slice.data.size();
+        idat.reserve(total);
+        idat.push_back(0x78);  // deflate, 32 KiB window
+        idat.push_back(0x01);  // fastest compression, header check bits
+        uLong adler = 1;
+        for (const DeflatedSlice &slice : slices) {
+            if (!slice.ok)
+                return kKyrImageErrOutOfMemory;
+            idat.insert(idat.end(), slice.data.begin(), slice.data.end());
+            adler = adler32_combine(adler, slice.adler, z_off_t(slice.length));
+        }
+        for (int shift = 24; shift >= 0; shift -= 8)
+            idat.push_back(uint8_t(adler >> shift));
     } catch (const std::bad_alloc &) {
         return kKyrImageErrOutOfMemory;
     }
-    return pngWriteAll(png.png, png.info, file, pixels, palette, scratch.data()) ? kKyrImageOk : kKyrImageErrFileWrite;
+    return pngWriteAll(png.png, png.info, file, pixels, palette, idat.data(), idat.size()) ? kKyrImageOk
+                                                                                          : kKyrImageErrFileWrite;
 }
 
 KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bool palette) noexcept
@@ -280,7 +422,6 @@ KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bo
         const uint32_t rows = std::min(rowsPerStrip, pixels.height - first);
         uint8_t *data = strip.data();
         if (direct) {
-            // Uncompressed strips in the machine's byte order are only copied.
             data = const_cast<uint8_t *>(lineOf(pixels, first));
         } else {
             for (uint32_t r = 0; r < rows; ++r) {
@@ -295,7 +436,8 @@ KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bo
                     std::memcpy(out, in, line);
             }
         }
-        if (TIFFWriteEncodedStrip(t, index, data, tmsize_t(rows * line)) < 0)
+        // Uncompressed strips are their own encoding: written as they are.
+        if (TIFFWriteRawStrip(t, index, data, tmsize_t(rows * line)) < 0)
             return kKyrImageErrFileWrite;
     }
     if (!TIFFFlush(t))
@@ -303,11 +445,12 @@ KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bo
     return kKyrImageOk;
 }
 
-KyrImageStatus writeBmp(FILE *file, const StillPixels &pixels) noexcept
+KyrImageStatus writeBmp(int fd, const StillPixels &pixels) noexcept
 {
     const bool grey = pixels.format == Format::Grey8 || pixels.format == Format::Grey16;
     const uint32_t bytesPerPixel = grey ? 1 : 3;
-    const uint64_t row = (uint64_t(pixels.width) * bytesPerPixel + 3) / 4 * 4;
+    const uint64_t used = uint64_t(pixels.width) * bytesPerPixel;
+    const uint64_t row = (used + 3) / 4 * 4;
     const uint32_t paletteBytes = grey ? 256 * 4 : 0;
     const uint64_t offset = 14 + 40 + paletteBytes;
     const uint64_t total = offset + row * pixels.height;
@@ -331,26 +474,41 @@ KyrImageStatus writeBmp(FILE *file, const StillPixels &pixels) noexcept
         for (uint32_t i = 0; i < 256; ++i)
             put32(header + 54 + 4 * i, i * 0x010101);
     }
-    if (std::fwrite(header, 1, size_t(offset), file) != offset)
+    RowWriter writer(fd);
+    if (!writer.add(header, offset))
         return kKyrImageErrFileWrite;
-    std::vector<uint8_t> line;
+    // Lines stored as BMP keeps them go out straight from the image; the
+    // others through a block of converted lines.
+    const bool direct = row == used && (pixels.format == Format::Grey8 || pixels.format == Format::Bgr8);
+    const uint32_t blockLines = direct ? 0 : uint32_t(std::max<uint64_t>(1, (1 << 20) / row));
+    std::vector<uint8_t> block;
     try {
-        line.resize(row);
+        block.resize(row * blockLines);
     } catch (const std::bad_alloc &) {
         return kKyrImageErrOutOfMemory;
     }
-    for (uint32_t y = pixels.height; y-- > 0;) {
-        const uint8_t *in = lineOf(pixels, y);
-        switch (pixels.format) {
-        case Format::Grey8: std::memcpy(line.data(), in, pixels.width); break;
-        case Format::Grey16: reduceLine(reinterpret_cast<const uint16_t *>(in), line.data(), pixels.width, pixels.bits); break;
-        case Format::Rgb8: swapRedBlue(in, line.data(), pixels.width); break;
-        case Format::Bgr8: std::memcpy(line.data(), in, uint64_t(pixels.width) * 3); break;
+    uint32_t filled = 0;
+    for (uint32_t done = 0; done < pixels.height; ++done) {
+        const uint8_t *in = lineOf(pixels, pixels.height - 1 - done);
+        if (direct) {
+            if (!writer.add(in, row))
+                return kKyrImageErrFileWrite;
+            continue;
         }
-        if (std::fwrite(line.data(), 1, row, file) != row)
-            return kKyrImageErrFileWrite;
+        uint8_t *out = block.data() + uint64_t(filled) * row;
+        switch (pixels.format) {
+        case Format::Grey8: std::memcpy(out, in, used); break;
+        case Format::Grey16: reduceLine(reinterpret_cast<const uint16_t *>(in), out, pixels.width, pixels.bits); break;
+        case Format::Rgb8: swapRedBlue(in, out, pixels.width); break;
+        case Format::Bgr8: std::memcpy(out, in, used); break;
+        }
+        if (++filled == blockLines || done + 1 == pixels.height) {
+            if (!writer.add(block.data(), uint64_t(filled) * row) || !writer.flush())
+                return kKyrImageErrFileWrite;
+            filled = 0;
+        }
     }
-    return kKyrImageOk;
+    return writer.flush() ? kKyrImageOk : kKyrImageErrFileWrite;
 }
 
 KyrImageStatus writeJpeg(FILE *file, const StillPixels &pixels) noexcept

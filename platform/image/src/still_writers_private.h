@@ -23,14 +23,14 @@ struct StillPixels {
 // The view of an image the writers take; false for pixel types they do not write.
 bool stillPixelsOf(const KyrImage &image, StillPixels &pixels) noexcept;
 
-// Each writer writes the whole file to `file` (or `fd`, which the TIFF writer
+// Each writer writes the whole file to `file` or `fd` (which the TIFF writer
 // closes). Grey with more than 8 bits is scaled to the full 16-bit range by
 // PNG and TIFF and cut to 8 bits by BMP and JPEG. `palette` writes 8-bit grey
 // as indexed colour with a grey ramp (BMP always does). Codes:
 // kKyrImageErrFileWrite, kKyrImageErrOutOfMemory.
 KyrImageStatus writePng(FILE *file, const StillPixels &pixels, bool palette) noexcept;
 KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bool palette) noexcept;
-KyrImageStatus writeBmp(FILE *file, const StillPixels &pixels) noexcept;
+KyrImageStatus writeBmp(int fd, const StillPixels &pixels) noexcept;
 KyrImageStatus writeJpeg(FILE *file, const StillPixels &pixels) noexcept;
 
 } // namespace KyrImageLib

@@ -23,6 +23,8 @@ public:
     KyrImageStatus open(const std::string &path) noexcept;
 
     const std::string &tempPath() const noexcept { return tempPath_; }
+    // The open file, still owned by this object.
+    int descriptor() const noexcept { return fd_; }
     // A buffered stream over the file, owned by this object; null when none
     // can be made.
     FILE *stream() noexcept;

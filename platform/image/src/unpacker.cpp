@@ -91,7 +91,7 @@ KyrImageStatus KyrImageUnpacker_Unpack(KyrImageUnpacker *unpacker, const KyrImag
     const uint32_t bits = pixelLayout(wanted).bitDepth;
     const uint8_t *in = source->data;
     uint8_t *out = target->data;
-    forEachSlice(h, targetLine * h, [&](uint32_t first, uint32_t end) {
+    forEachSlice(h, sliceCount(h, targetLine * h), [&](uint32_t, uint32_t first, uint32_t end) {
         for (uint32_t y = first; y < end; ++y)
             unpackLine(in + y * sourceStride, reinterpret_cast<uint16_t *>(out + y * targetLine), w, bits);
     });

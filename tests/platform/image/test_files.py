@@ -53,6 +53,17 @@ def test_lossless_eight_bit_files_read_back_exactly(libs, serializer, tmp_path, 
     assert leftovers(tmp_path) == []
 
 
+@pytest.mark.parametrize("code", [MONO8, BGR8, MONO12])
+def test_bmp_lines_are_bottom_up_with_or_without_padding(libs, serializer, tmp_path, code):
+    array = gradient(1 if code != BGR8 else 3, 12 if code == MONO12 else 8)[:, :64].copy()
+    path = tmp_path / "frame.bmp"
+    assert save(libs, serializer, array, code, path) == OK
+    with Image.open(path) as read:
+        pixels = np.asarray(read)
+    expected = (array >> 4).astype(np.uint8) if code == MONO12 else array[..., ::-1] if code == BGR8 else array
+    np.testing.assert_array_equal(pixels, expected)
+
+
 @pytest.mark.parametrize("extension", ["png", "tiff"])
 def test_twelve_bits_keep_their_depth(libs, serializer, tmp_path, extension):
     array = gradient(bits=12)
@@ -63,6 +74,21 @@ def test_twelve_bits_keep_their_depth(libs, serializer, tmp_path, extension):
     # Stretched to the full 16-bit range, the top twelve bits are the samples.
     np.testing.assert_array_equal(pixels >> 4, array)
     assert pixels.max() == (array.max() << 4 | array.max() >> 8)
+
+
+@pytest.mark.parametrize("code, channels, bits", [(MONO8, 1, 8), (MONO12, 1, 12), (BGR8, 3, 8)])
+def test_large_png_deflated_on_every_core_reads_back(libs, serializer, tmp_path, code, channels, bits):
+    # Large enough to be deflated in slices that join into one stream.
+    rng = np.random.default_rng(5)
+    shape = (1001, 1203, 3) if channels == 3 else (1001, 1203)
+    array = rng.integers(0, 1 << bits, shape, dtype=np.uint16 if bits > 8 else np.uint8)
+    array[:500] //= 16  # runs and noise both
+    path = tmp_path / "large.png"
+    assert save(libs, serializer, array, code, path) == OK
+    pixels = cv2.imread(str(path), cv2.IMREAD_UNCHANGED)
+    if bits > 8:
+        pixels = pixels >> 4
+    np.testing.assert_array_equal(pixels, array)
 
 
 @pytest.mark.parametrize("extension", ["png", "tiff"])
