@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <new>
 
 #include <unistd.h>
@@ -107,7 +108,10 @@ struct MovieWriter::State {
     TempFile file;
     std::unique_ptr<AVFormatContext, FormatClose> format;
     std::unique_ptr<AVCodecContext, CodecFree> codec;
-    std::unique_ptr<AVFrame, FrameFree> frame;
+    // Frames to convert into, in turn: the encoder may still hold the last
+    // ones, and a frame it holds would have to be copied before reuse.
+    std::unique_ptr<AVFrame, FrameFree> frames[3];
+    unsigned nextFrame = 0;
     std::unique_ptr<AVPacket, PacketFree> packet;
     std::unique_ptr<SwsContext, ScaleFree> scale;
     AVStream *stream = nullptr;
@@ -184,9 +188,8 @@ KyrImageStatus MovieWriter::start(const MovieSettings &settings, const KyrImage 
         return kKyrImageErrOutOfMemory;
     state->format.reset(format);
     state->codec.reset(avcodec_alloc_context3(encoder));
-    state->frame.reset(av_frame_alloc());
     state->packet.reset(av_packet_alloc());
-    if (!state->codec || !state->frame || !state->packet)
+    if (!state->codec || !state->packet)
         return kKyrImageErrOutOfMemory;
 
     // A frame lasts a whole number of ticks; the encoder's time base is that
@@ -225,12 +228,16 @@ KyrImageStatus MovieWriter::start(const MovieSettings &settings, const KyrImage 
     if (avformat_write_header(format, nullptr) < 0)
         return kKyrImageErrFileWrite;
 
-    AVFrame *frame = state->frame.get();
-    frame->format = codec->pix_fmt;
-    frame->width = codec->width;
-    frame->height = codec->height;
-    if (av_frame_get_buffer(frame, 0) < 0)
-        return kKyrImageErrOutOfMemory;
+    for (auto &frame : state->frames) {
+        frame.reset(av_frame_alloc());
+        if (!frame)
+            return kKyrImageErrOutOfMemory;
+        frame->format = codec->pix_fmt;
+        frame->width = codec->width;
+        frame->height = codec->height;
+        if (av_frame_get_buffer(frame.get(), 0) < 0)
+            return kKyrImageErrOutOfMemory;
+    }
     if (codec->pix_fmt != source) {
         state->scale.reset(sws_getContext(codec->width, codec->height, source, codec->width, codec->height,
                                           codec->pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr));
@@ -256,8 +263,8 @@ KyrImageStatus MovieWriter::append(const KyrImage &image) noexcept
     const uint64_t line = lineBytes(image.pixelType, image.width);
     if (image.width != s.width || image.height != s.height || !holdsLines(image, line, image.height))
         return kKyrImageErrSizeMismatch;
-    AVFrame *frame = s.frame.get();
-    // The encoder may still hold the previous frame's buffers.
+    AVFrame *frame = s.frames[s.nextFrame].get();
+    s.nextFrame = (s.nextFrame + 1) % std::size(s.frames);
     if (av_frame_make_writable(frame) < 0)
         return kKyrImageErrOutOfMemory;
     const uint8_t *planes[1] = { image.data };
