@@ -71,8 +71,14 @@ void AravisBuffer::takeFrame(uint64_t frameId) noexcept
     imageOffset_ = 0;
     validSize_ = received;
     xOffset_ = yOffset_ = xPadding_ = yPadding_ = 0;
-    // A frame whose leader was lost has no image description.
-    if (arv_buffer_get_n_parts(frame) < 1 || arv_buffer_get_part_data_type(frame, 0) != ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE)
+    // Aravis keeps an incomplete frame's description only partly (a lost
+    // leader leaves the previous frame's payload type in place), so only a
+    // complete image frame gets geometry and pixel type.
+    const ArvBufferPayloadType payload = arv_buffer_get_payload_type(frame);
+    if (incomplete_ ||
+        (payload != ARV_BUFFER_PAYLOAD_TYPE_IMAGE && payload != ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA) ||
+        arv_buffer_get_n_parts(frame) < 1 ||
+        arv_buffer_get_part_data_type(frame, 0) != ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE)
         return;
     gint x = 0, y = 0, width = 0, height = 0, xPadding = 0, yPadding = 0;
     arv_buffer_get_image_region(frame, &x, &y, &width, &height);
