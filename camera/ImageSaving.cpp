@@ -96,10 +96,50 @@ void releaseImage(KyrImage *&image)
 
 } // namespace
 
-bool KyrCameraApiPy::saveMono16(KyrImage *image, const std::string &fileName)
+PyBuffer *KyrCameraApiPy::bufferArgument(const Py::Tuple &args, Py_ssize_t needed)
+{
+    if (args.length() < needed) {
+        reportLine("Not enough args\n");
+        lastError_ = KyrCam::kErrNotEnoughArguments;
+        return nullptr;
+    }
+    PyBuffer *buffer = asBuffer(args[0]);
+    if (!buffer)
+        reportLine("Invalid image buffer\n");
+    return buffer;
+}
+
+KyrImage *KyrCameraApiPy::frameOf(const PyBuffer &buffer, const char *noImage)
+{
+    KyrCam::Buffer *native = buffer.nativeBuffer();
+    if (!native) {
+        reportLine("Invalid kyrImage buffer\n");
+        return nullptr;
+    }
+    KyrImage *frame = native->GetImage();
+    if (!frame)
+        reportLine(noImage);
+    return frame;
+}
+
+KyrImageConverter *KyrCameraApiPy::converter()
 {
     if (!converter_)
         converter_ = KyrImageConverter_CreateComponent();
+    return converter_;
+}
+
+KyrBayer *KyrCameraApiPy::bayer()
+{
+    if (!bayer_)
+        bayer_ = KyrBayer_CreateComponent();
+    return bayer_;
+}
+
+bool KyrCameraApiPy::saveMono16(KyrImage *image, const std::string &fileName)
+{
+    // Made on this path even for a TIFF, which keeps the 16-bit image.
+    KyrImageConverter *const toMono8 = converter();
     KyrImageStatus status = kKyrImageOk;
     if (extensionOf(fileName) == "tiff") {
         status = KyrImageSerializer_Save(serializer_, image, fileName.c_str());
@@ -107,7 +147,7 @@ bool KyrCameraApiPy::saveMono16(KyrImage *image, const std::string &fileName)
         ScopedImage mono8;
         status = KyrCreateImage(mono8.out(), sizeOf(*image), kKyrPixelMono8);
         if (status == kKyrImageOk) {
-            lastError_ = static_cast<KyrCamErr>(KyrImageConverter_ConvertImage(converter_, image, mono8.get()));
+            lastError_ = static_cast<KyrCamErr>(KyrImageConverter_ConvertImage(toMono8, image, mono8.get()));
             status = KyrImageSerializer_Save(serializer_, mono8.get(), fileName.c_str());
         }
     }
@@ -121,15 +161,14 @@ bool KyrCameraApiPy::saveMono16(KyrImage *image, const std::string &fileName)
 
 bool KyrCameraApiPy::saveBayer(KyrImage *image, const std::string &fileName)
 {
-    if (!bayer_)
-        bayer_ = KyrBayer_CreateComponent();
+    KyrBayer *const demosaic = bayer();
     ScopedImage rgb;
     lastError_ = static_cast<KyrCamErr>(KyrCreateImage(rgb.out(), sizeOf(*image), kKyrPixelRGB8));
     if (!rgb.get()) {
         reportLine("Error, unable to create RGB image\n");
         return false;
     }
-    KyrImageStatus status = KyrBayer_ConvertImage(bayer_, image, rgb.get());
+    KyrImageStatus status = KyrBayer_ConvertImage(demosaic, image, rgb.get());
     lastError_ = static_cast<KyrCamErr>(status);
     if (status != kKyrImageOk)
         reportFormat("KyrBayer_ConvertImage failed, error code: 0x%X\n", status);
@@ -166,29 +205,15 @@ KyrImage *KyrCameraApiPy::unpackStill(KyrImage *frame, uint32_t unpackedType)
 
 Py::Object KyrCameraApiPy::PySaveImage(const Py::Tuple &args)
 {
-    if (args.length() < 2) {
-        reportLine("Not enough args\n");
-        lastError_ = KyrCam::kErrNotEnoughArguments;
+    PyBuffer *buffer = bufferArgument(args, 2);
+    if (!buffer)
         return Py::False();
-    }
-    PyBuffer *buffer = asBuffer(args[0]);
-    if (!buffer) {
-        reportLine("Invalid image buffer\n");
-        return Py::False();
-    }
     const std::string fileName = strToUtf8(args[1]);
     if (!serializer_)
         serializer_ = KyrImageSerializer_CreateComponent(kKyrSerializerStill);
-    KyrCam::Buffer *native = buffer->nativeBuffer();
-    if (!native) {
-        reportLine("Invalid kyrImage buffer\n");
+    KyrImage *frame = frameOf(*buffer, "Invalid kyrImage buffer pointer\n");
+    if (!frame)
         return Py::False();
-    }
-    KyrImage *frame = native->GetImage();
-    if (!frame) {
-        reportLine("Invalid kyrImage buffer pointer\n");
-        return Py::False();
-    }
 
     const uint32_t code = frame->pixelType;
     if (code == kKyrPixelMono8) {
@@ -218,29 +243,15 @@ Py::Object KyrCameraApiPy::PySaveImage(const Py::Tuple &args)
 
 Py::Object KyrCameraApiPy::PyStartMovieRecord(const Py::Tuple &args)
 {
-    if (args.length() < 4) {
-        reportLine("Not enough args\n");
-        lastError_ = KyrCam::kErrNotEnoughArguments;
+    PyBuffer *buffer = bufferArgument(args, 4);
+    if (!buffer)
         return Py::False();
-    }
-    PyBuffer *buffer = asBuffer(args[0]);
-    if (!buffer) {
-        reportLine("Invalid image buffer\n");
-        return Py::False();
-    }
     const std::string fileName = strToUtf8(args[1]);
     const double frameRate = toDouble(args[2]);
     std::string compressor = strToUtf8(args[3]);
-    KyrCam::Buffer *native = buffer->nativeBuffer();
-    if (!native) {
-        reportLine("Invalid kyrImage buffer\n");
+    KyrImage *frame = frameOf(*buffer, "Invalid kyrImage buffer pointer\n");
+    if (!frame)
         return Py::False();
-    }
-    KyrImage *frame = native->GetImage();
-    if (!frame) {
-        reportLine("Invalid kyrImage buffer pointer\n");
-        return Py::False();
-    }
 
     releaseImage(movieImage_);
     releaseImage(unpackImage_);
@@ -298,22 +309,12 @@ bool KyrCameraApiPy::ensureMovieUnpacker(const KyrImage &frame)
 
 Py::Object KyrCameraApiPy::PySaveMovieFrame(const Py::Tuple &args)
 {
-    if (args.length() < 1) {
-        reportLine("Not enough args\n");
-        lastError_ = KyrCam::kErrNotEnoughArguments;
+    PyBuffer *buffer = bufferArgument(args, 1);
+    if (!buffer)
         return Py::False();
-    }
-    PyBuffer *buffer = asBuffer(args[0]);
-    if (!buffer) {
-        reportLine("Invalid image buffer\n");
+    KyrImage *frame = frameOf(*buffer, "Invalid kyrImage buffer\n");
+    if (!frame)
         return Py::False();
-    }
-    KyrCam::Buffer *native = buffer->nativeBuffer();
-    KyrImage *frame = native ? native->GetImage() : nullptr;
-    if (!frame) {
-        reportLine("Invalid kyrImage buffer\n");
-        return Py::False();
-    }
     if (!serializer_)
         return Py::False();
 
@@ -322,9 +323,7 @@ Py::Object KyrCameraApiPy::PySaveMovieFrame(const Py::Tuple &args)
     if (code == kKyrPixelMono8) {
         image = frame;
     } else if (code == kKyrPixelMono10 || code == kKyrPixelMono12) {
-        if (!converter_)
-            converter_ = KyrImageConverter_CreateComponent();
-        lastError_ = static_cast<KyrCamErr>(KyrImageConverter_ConvertImage(converter_, frame, movieImage_));
+        lastError_ = static_cast<KyrCamErr>(KyrImageConverter_ConvertImage(converter(), frame, movieImage_));
     } else if (code == kKyrPixelMono10Packed || code == kKyrPixelMono12Packed) {
         if (!ensureMovieUnpacker(*frame))
             return Py::False();
@@ -334,13 +333,10 @@ Py::Object KyrCameraApiPy::PySaveMovieFrame(const Py::Tuple &args)
             reportLine("Error, KyrImageUnpacker_Unpack\n");
             return Py::False();
         }
-        if (!converter_)
-            converter_ = KyrImageConverter_CreateComponent();
-        lastError_ = static_cast<KyrCamErr>(KyrImageConverter_ConvertImage(converter_, unpackImage_, movieImage_));
+        lastError_ =
+            static_cast<KyrCamErr>(KyrImageConverter_ConvertImage(converter(), unpackImage_, movieImage_));
     } else if (isUnpackedBayer(code)) {
-        if (!bayer_)
-            bayer_ = KyrBayer_CreateComponent();
-        const KyrImageStatus status = KyrBayer_ConvertImage(bayer_, frame, movieImage_);
+        const KyrImageStatus status = KyrBayer_ConvertImage(bayer(), frame, movieImage_);
         lastError_ = static_cast<KyrCamErr>(status);
         if (status != kKyrImageOk)
             reportFormat("KyrBayer_ConvertImage failed, error code: 0x%X\n", status);
@@ -366,9 +362,7 @@ Py::Object KyrCameraApiPy::PySaveMovieFrame(const Py::Tuple &args)
             reportLine("Error, KyrImageUnpacker_Unpack\n");
             return Py::False();
         }
-        if (!bayer_)
-            bayer_ = KyrBayer_CreateComponent();
-        status = KyrBayer_ConvertImage(bayer_, unpackImage_, movieImage_);
+        status = KyrBayer_ConvertImage(bayer(), unpackImage_, movieImage_);
         lastError_ = static_cast<KyrCamErr>(status);
         if (status != kKyrImageOk) {
             reportFormat("KyrBayer_ConvertImage failed, error code: 0x%X\n", status);

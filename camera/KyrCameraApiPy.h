@@ -15,6 +15,8 @@
 
 namespace KyrCamPy {
 
+class PyBuffer;
+
 class KyrCameraApiPy : public Py::ExtensionModule<KyrCameraApiPy>
 {
 public:
@@ -58,7 +60,17 @@ protected:
     KyrCamErr lastError_ = KyrCam::kOk;
 
 private:
-    // Still saving of monochrome frames in 16-bit containers; see ImageSaving.cpp.
+    // The PyBuffer of a save or record call's first argument; null after the
+    // missing argument or wrong type was reported.
+    PyBuffer *bufferArgument(const Py::Tuple &args, Py_ssize_t needed);
+    // The buffer's frame; null after "Invalid kyrImage buffer" (no native
+    // buffer) or `noImage` (no image description) was reported.
+    KyrImage *frameOf(const PyBuffer &buffer, const char *noImage);
+    // The components, made on first use.
+    KyrImageConverter *converter();
+    KyrBayer *bayer();
+    // Still saving of monochrome frames in 16-bit containers, and of Bayer
+    // frames; see ImageSaving.cpp.
     bool saveMono16(KyrImage *image, const std::string &fileName);
     bool saveBayer(KyrImage *image, const std::string &fileName);
     // Unpacks a packed frame into a new image of `unpackedType`; null after a
