@@ -1,7 +1,7 @@
 #include "kernels_private.h"
 
 #include <algorithm>
-#include <system_error>
+#include <exception>
 #include <thread>
 #include <vector>
 
@@ -46,12 +46,14 @@ __attribute__((target("ssse3"))) uint32_t unpackPairsSsse3(const uint8_t *in, ui
     for (; done + 4 <= pairs && (uint64_t(pairs) - done) * 3 >= 16; done += 4, in += 12, out += 8) {
         const __m128i w = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(in)), shuffle);
         __m128i even, odd;
+        const __m128i low = _mm_and_si128(_mm_srli_epi16(w, 8), lowBits);
         if (shift == 4) {
-            even = _mm_or_si128(_mm_and_si128(_mm_slli_epi16(w, 4), highBits), _mm_and_si128(_mm_srli_epi16(w, 8), lowBits));
+            even = _mm_or_si128(_mm_and_si128(_mm_slli_epi16(w, 4), highBits), low);
             odd = _mm_srli_epi16(w, 4);
         } else {
-            even = _mm_or_si128(_mm_and_si128(_mm_slli_epi16(w, 2), highBits), _mm_and_si128(_mm_srli_epi16(w, 8), lowBits));
-            odd = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(w, 6), highBits), _mm_and_si128(_mm_srli_epi16(w, 4), lowBits));
+            even = _mm_or_si128(_mm_and_si128(_mm_slli_epi16(w, 2), highBits), low);
+            odd = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(w, 6), highBits),
+                               _mm_and_si128(_mm_srli_epi16(w, 4), lowBits));
         }
         const __m128i pixels = _mm_or_si128(_mm_and_si128(even, evenLanes), _mm_andnot_si128(evenLanes, odd));
         _mm_storeu_si128(reinterpret_cast<__m128i *>(out), pixels);

@@ -28,7 +28,8 @@ KyrImageStatus ScriptedParams::SetInt(const char *name, int64_t value) noexcept
 
 KyrImageStatus ScriptedParams::SetString(const char *name, const char *value) noexcept
 {
-    return replyStatus(component_ + ".SetString", component_ + ".SetString(" + quoted(name) + ", " + quoted(value) + ")");
+    return replyStatus(component_ + ".SetString",
+                       component_ + ".SetString(" + quoted(name) + ", " + quoted(value) + ")");
 }
 
 KyrImageStatus ScriptedParams::GetString(const char *name, char *buffer, uint32_t bufferSize) noexcept

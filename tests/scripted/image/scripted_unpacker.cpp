@@ -37,5 +37,6 @@ KyrImageParams *KyrImageUnpacker_GetComponent(KyrImageUnpacker *unpacker) noexce
 
 KyrImageStatus KyrImageUnpacker_Unpack(KyrImageUnpacker *, const KyrImage *source, KyrImage *target) noexcept
 {
-    return replyStatus("unpacker.Unpack", "unpacker.Unpack(" + describeImage(source) + ", " + describeImage(target) + ")");
+    return replyStatus("unpacker.Unpack",
+                       "unpacker.Unpack(" + describeImage(source) + ", " + describeImage(target) + ")");
 }
