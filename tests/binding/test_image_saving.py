@@ -2,7 +2,11 @@
 type goes through, the parameters set and when, the messages, the last error,
 and the images released on every path."""
 
+import json
 import re
+import subprocess
+import sys
+from pathlib import Path
 
 import pytest
 from kyrscript import frame
@@ -291,3 +295,55 @@ def test_file_names_must_be_str(kyr, scripted, grab):
         kyr.PySaveImage(buffer, b"a.png")
     with pytest.raises(TypeError):
         kyr.PyStartMovieRecord(buffer, "m.avi", "fast", "mpeg4")
+
+
+
+FRESH_MODULE = """
+import json, sys
+sys.path[:0] = {paths!r}
+from kyrbuild import SCRIPTED_LIB, import_module
+from kyrscript import Script, frame
+kyr = import_module(SCRIPTED_LIB)
+scripted = Script(SCRIPTED_LIB)
+stream = kyr.PyKyrCreateDevice().GetStreamByIndex(0)
+stream.AllocBufferQueue(2)
+stream.StartAcquisition()
+scripted.answer("device-stream0.GetBuffer", frame(bytes(12), width=4, height=2, pixel={pixel}))
+buffer = stream.GetBuffer(1000)
+scripted.calls()
+idle = [kyr.PySaveMovieFrame(buffer), kyr.PyFinishRecord()]
+idle_calls = scripted.calls()
+movie = [kyr.PyStartMovieRecord(buffer, "m.avi", 25.0, "mpeg4"), kyr.PySaveMovieFrame(buffer),
+         kyr.PySaveMovieFrame(buffer), kyr.PyFinishRecord(), kyr.PyGetVideoCompressors()]
+movie_calls = [call for call in scripted.calls() if "Component" in call or ".SetInt" in call]
+print(json.dumps([idle, idle_calls, movie, movie_calls]))
+"""
+
+
+def test_a_fresh_module_makes_each_component_once(kyr, scripted):
+    # Components live as long as the module: only a new process shows them made.
+    tests = Path(__file__).resolve().parent.parent
+    script = FRESH_MODULE.format(paths=[str(tests), str(tests / "scripted")], pixel=MONO12_PACKED)
+    done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, done.stderr
+    assert done.stderr == ""
+    idle, idle_calls, movie, movie_calls = json.loads(done.stdout)
+    # Without a movie nothing is asked of the image libraries.
+    assert (idle, idle_calls) == ([False, True], [])
+    assert movie == [True, True, True, True, []]
+    # The frame's unpacker is made and set once, by the first frame.
+    assert movie_calls == [
+        "KyrImageSerializer_CreateComponent(1)",
+        "KyrImageSerializer_GetComponent()",
+        "serializer.SetInt('add.palette', 0)",
+        "serializer.SetInt('ticks.per.sec', 100000000)",
+        "serializer.SetInt('min.quantizer', 15)",
+        "serializer.SetInt('max.quantizer', 15)",
+        "KyrImageUnpacker_CreateComponent()",
+        "KyrImageUnpacker_GetComponent()",
+        "unpacker.SetInt('cameraType', 0)",
+        "unpacker.SetInt('width', 4)",
+        "unpacker.SetInt('height', 2)",
+        "KyrImageConverter_CreateComponent()",
+        "KyrImageSerializer_GetComponent()",
+    ]
