@@ -32,6 +32,7 @@ SERIAL = "SIM0001"
 FRAMES = 200
 STOP_DEFAULT = 0
 WAIT_MS = 5000
+UNKNOWN_ERROR = -40001
 
 
 def enter_private_network():
@@ -61,13 +62,13 @@ def find_camera(kyr, deadline_s=15.0):
     return None
 
 
-def grab(device, width, height, pixel_format):
+def grab(device, width, height, pixel_format, frame_rate):
     params = device.GetCameraParameters()
     for ok in (params.SetIntegerValue("Width", width), params.SetIntegerValue("Height", height),
                params.SetEnumValueStr("PixelFormat", pixel_format)):
         if not ok:
             raise RuntimeError(f"cannot set the image format: error {params.GetLastError()}")
-    params.SetFloatValue("AcquisitionFrameRate", 200.0)
+    params.SetFloatValue("AcquisitionFrameRate", frame_rate)
 
     stream = device.GetStreamByIndex(0)
     if stream is None or not stream.AllocBufferQueue(8) or not stream.StartAcquisition():
@@ -80,7 +81,12 @@ def grab(device, width, height, pixel_format):
         for _ in range(FRAMES):
             buffer = stream.GetBuffer(WAIT_MS)
             if buffer is None:
-                raise RuntimeError(f"no frame: error {stream.GetLastError()}")
+                # A frame that lost its leader has no image: the module gives
+                # it back to the queue itself and reports -40001.
+                if stream.GetLastError() != UNKNOWN_ERROR:
+                    raise RuntimeError(f"no frame: error {stream.GetLastError()}")
+                incomplete += 1
+                continue
             incomplete += bool(buffer.IsIncomplete())
             checksum = zlib.crc32(buffer.GetBufferPtr())
             frame_id = buffer.GetFrameID()
@@ -104,6 +110,7 @@ def main():
     parser.add_argument("--width", type=int, default=640)
     parser.add_argument("--height", type=int, default=480)
     parser.add_argument("--pixel-format", default="Mono8")
+    parser.add_argument("--frame-rate", type=float, default=200.0)
     args = parser.parse_args()
     if args.private_network:
         enter_private_network()
@@ -125,7 +132,8 @@ def main():
         if not device.IsValid():
             print(f"cannot open the camera: error {kyr.GetLastError()}", file=sys.stderr)
             return 1
-        fps, incomplete, (frame_id, checksum), statistics = grab(device, args.width, args.height, args.pixel_format)
+        fps, incomplete, (frame_id, checksum), statistics = grab(
+            device, args.width, args.height, args.pixel_format, args.frame_rate)
         print(f"{FRAMES} frames of {args.width}x{args.height} {args.pixel_format}: {fps:.1f} frames/s, "
               f"{incomplete} incomplete, last frame {frame_id} crc32 {checksum:08x}")
         print("transport statistics: " + ", ".join(f"{k} {v}" for k, v in statistics.items()))
