@@ -78,6 +78,31 @@ TEST_F(Discovery, OpenDeviceIsBusyAndRefusedTwice)
     EXPECT_EQ(info->GetAccessStatus(), kAccessReadWrite);
 }
 
+TEST_F(Discovery, ReadOnlyOpenLeavesControlToOthers)
+{
+    DeviceInfo *info = camera_->info();
+    KyrCamErr err = -1;
+    Device *device = KyrCam_CreateDevice(info, kOpenReadOnly, &err);
+    ASSERT_NE(device, nullptr) << err;
+    uint32_t privilege = 0xFF;
+    uint8_t bytes[4] = {};
+    ASSERT_EQ(device->ReadMem(0x0A00, bytes, 4), kOk);
+    privilege = (uint32_t(bytes[2]) << 8) | bytes[3];
+    EXPECT_EQ(privilege, 0u) << "no control taken";
+    EXPECT_GT(device->GetCameraParameters(&err)->GetIntegerValue("Width", &err), 0);
+    uint64_t written = 1;
+    EXPECT_EQ(device->WriteMem(0x1F0, bytes, 4, &written), kErrAccessDenied);
+    EXPECT_EQ(written, 0u);
+    EXPECT_EQ(device->GetStreamByIndex(0), nullptr) << "streaming needs control";
+    device->Release();
+
+    device = KyrCam_CreateDevice(info, kOpenExclusive, &err);
+    ASSERT_NE(device, nullptr) << err;
+    ASSERT_EQ(device->ReadMem(0x0A00, bytes, 4), kOk);
+    EXPECT_EQ(bytes[3] & 0x3, 0x3) << "exclusive and control";
+    device->Release();
+}
+
 TEST_F(Discovery, BadArgumentsAreRefused)
 {
     DeviceInfo *info = camera_->info();
