@@ -70,11 +70,12 @@ AravisStream::~AravisStream()
     bool running = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        running = acquiring_;
+        // A lost device would only make the stop command time out.
+        running = acquiring_ && !lost_;
         acquiring_ = false;
     }
     if (running)
-        executeAcquisition("AcquisitionStop");
+        executeAcquisition(false);
     // Never under mutex_: Aravis emits "new-buffer" holding its own lock, and
     // the handler takes ours.
     arv_stream_set_emit_signals(stream_.get(), FALSE);
@@ -149,21 +150,26 @@ void AravisStream::drainAravis() noexcept
     arv_stream_start_thread(stream_.get());
 }
 
-KyrCamErr AravisStream::executeAcquisition(const char *command) noexcept
+KyrCamErr AravisStream::executeAcquisition(bool start) noexcept
 {
     AravisParamArray *camera = device_.camera();
     if (!camera)
         return kErrNotAvailable;
     std::lock_guard<std::recursive_mutex> lock(camera->mutex());
+    // TLParamsLocked, where a camera has it, keeps the geometry fixed while
+    // streaming; a camera that refuses it still streams.
+    const bool lockable = arv_gc_get_node(camera->gc(), "TLParamsLocked") != nullptr;
     AravisError error;
-    if (std::string(command) == "AcquisitionStart" && arv_gc_get_node(camera->gc(), "TLParamsLocked"))
+    if (start && lockable) {
         arv_device_set_integer_feature_value(device_.arv(), "TLParamsLocked", 1, error.out());
-    error.code();
-    arv_device_execute_command(device_.arv(), command, error.out());
+        error.code();
+    }
+    arv_device_execute_command(device_.arv(), start ? "AcquisitionStart" : "AcquisitionStop", error.out());
     const KyrCamErr code = error.code();
-    if (std::string(command) == "AcquisitionStop" && arv_gc_get_node(camera->gc(), "TLParamsLocked"))
+    if (!start && lockable) {
         arv_device_set_integer_feature_value(device_.arv(), "TLParamsLocked", 0, error.out());
-    error.code();
+        error.code();
+    }
     return code;
 }
 
@@ -219,7 +225,7 @@ KyrCamErr AravisStream::StartAcquisition(uint64_t frameCount, const void *reserv
         frameLimit_ = frameCount;
         frameCount_ = 0;
     }
-    const KyrCamErr code = executeAcquisition("AcquisitionStart");
+    const KyrCamErr code = executeAcquisition(true);
     if (code != kOk) {
         std::lock_guard<std::mutex> lock(mutex_);
         acquiring_ = false;
@@ -241,7 +247,7 @@ KyrCamErr AravisStream::StopAcquisition(int32_t mode) noexcept
         discardLate_ = mode == kStopKill;
     }
     delivered_.notify_all();
-    return executeAcquisition("AcquisitionStop");
+    return executeAcquisition(false);
 }
 
 KyrCamErr AravisStream::FlushBuffers(int32_t mode) noexcept

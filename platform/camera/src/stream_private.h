@@ -115,7 +115,8 @@ private:
     uint64_t widen(uint64_t rawId) noexcept;
     // Takes every buffer back from Aravis's queues; caller holds no lock.
     void drainAravis() noexcept;
-    KyrCamErr executeAcquisition(const char *command) noexcept;
+    // Runs AcquisitionStart or AcquisitionStop on the camera.
+    KyrCamErr executeAcquisition(bool start) noexcept;
 
     AravisDevice &device_;
     std::mutex mutex_;
