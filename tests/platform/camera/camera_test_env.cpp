@@ -100,6 +100,34 @@ void SimCamera::kill()
     pid_ = -1;
 }
 
+std::unique_ptr<SimCamera> OpenCamera::camera_;
+KyrCam::Device *OpenCamera::device_ = nullptr;
+
+void OpenCamera::SetUpTestSuite()
+{
+    camera_ = std::make_unique<SimCamera>();
+    KyrCamErr err = 0;
+    if (camera_->info())
+        device_ = KyrCam_CreateDevice(camera_->info(), KyrCam::kOpenControl, &err);
+}
+
+void OpenCamera::TearDownTestSuite()
+{
+    if (device_)
+        device_->Release();
+    device_ = nullptr;
+    camera_.reset();
+}
+
+void OpenCamera::SetUp()
+{
+    ASSERT_NE(device_, nullptr) << "the simulated camera was not found or not opened";
+    KyrCamErr err = -1;
+    params_ = device_->GetCameraParameters(&err);
+    ASSERT_NE(params_, nullptr);
+    ASSERT_EQ(err, KyrCam::kOk);
+}
+
 } // namespace KyrCamTest
 
 int main(int argc, char **argv)

@@ -3,7 +3,10 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include <camera/KyrCamApi.h>
 
@@ -29,6 +32,20 @@ public:
 private:
     pid_t pid_ = -1;
     KyrCam::DeviceInfo *info_ = nullptr;
+};
+
+// Test suites that share one simulated camera, opened with control; each test
+// starts with its camera parameters in `params_`.
+class OpenCamera : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite();
+    static void TearDownTestSuite();
+    void SetUp() override;
+
+    static std::unique_ptr<SimCamera> camera_;
+    static KyrCam::Device *device_;
+    KyrGenParam::Array *params_ = nullptr;
 };
 
 // The GigE Vision interface of the loopback adapter.

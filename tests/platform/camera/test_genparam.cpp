@@ -12,43 +12,12 @@
 
 using namespace KyrCam;
 using namespace KyrGenParam;
-using KyrCamTest::SimCamera;
 
 namespace {
 
-class Features : public ::testing::Test
+class Features : public KyrCamTest::OpenCamera
 {
-protected:
-    static void SetUpTestSuite()
-    {
-        camera_ = std::make_unique<SimCamera>();
-        KyrCamErr err = 0;
-        if (camera_->info())
-            device_ = KyrCam_CreateDevice(camera_->info(), kOpenControl, &err);
-    }
-    static void TearDownTestSuite()
-    {
-        if (device_)
-            device_->Release();
-        device_ = nullptr;
-        camera_.reset();
-    }
-    void SetUp() override
-    {
-        ASSERT_NE(device_, nullptr);
-        KyrCamErr err = -1;
-        params_ = device_->GetCameraParameters(&err);
-        ASSERT_NE(params_, nullptr);
-        ASSERT_EQ(err, kOk);
-    }
-
-    static std::unique_ptr<SimCamera> camera_;
-    static Device *device_;
-    Array *params_ = nullptr;
 };
-
-std::unique_ptr<SimCamera> Features::camera_;
-Device *Features::device_ = nullptr;
 
 TEST_F(Features, IntegerBoundsAndRangeChecks)
 {

@@ -15,35 +15,20 @@
 #include "camera_test_env.h"
 
 using namespace KyrCam;
-using KyrCamTest::SimCamera;
 
 namespace {
 
 constexpr uint32_t kWidth = 64;
 constexpr uint32_t kHeight = 24;
 
-class Streaming : public ::testing::Test
+class Streaming : public KyrCamTest::OpenCamera
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        camera_ = std::make_unique<SimCamera>();
-        KyrCamErr err = 0;
-        if (camera_->info())
-            device_ = KyrCam_CreateDevice(camera_->info(), kOpenControl, &err);
-    }
-    static void TearDownTestSuite()
-    {
-        if (device_)
-            device_->Release();
-        device_ = nullptr;
-        camera_.reset();
-    }
     void SetUp() override
     {
-        ASSERT_NE(device_, nullptr);
-        KyrCamErr err = -1;
-        params_ = device_->GetCameraParameters(&err);
+        OpenCamera::SetUp();
+        if (HasFatalFailure())
+            return;
         ASSERT_EQ(params_->SetIntegerValue("Width", kWidth), kOk);
         ASSERT_EQ(params_->SetIntegerValue("Height", kHeight), kOk);
         ASSERT_EQ(params_->SetFloatValue("AcquisitionFrameRate", 200.0), kOk);
@@ -68,14 +53,8 @@ protected:
         ASSERT_EQ(params_->SetEnumValueStr("TriggerMode", "On"), kOk);
     }
 
-    static std::unique_ptr<SimCamera> camera_;
-    static Device *device_;
-    KyrGenParam::Array *params_ = nullptr;
     Stream *stream_ = nullptr;
 };
-
-std::unique_ptr<SimCamera> Streaming::camera_;
-Device *Streaming::device_ = nullptr;
 
 // The simulated camera's pattern: x + y + frame id, cut to the format.
 uint32_t expected(uint32_t x, uint32_t y, uint64_t frame, uint32_t bits)
