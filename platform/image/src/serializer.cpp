@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "movie_writer_private.h"
 #include "params_private.h"
@@ -15,6 +16,7 @@ using namespace KyrImageLib;
 
 struct KyrImageSerializer {
     ParamSet params;
+    std::vector<uint8_t> scratch;  // converted lines of the last still
     std::unique_ptr<MovieWriter> movie;
 };
 
@@ -38,7 +40,7 @@ StillFormat stillFormatOf(const std::string &extension) noexcept
     return StillFormat::None;
 }
 
-KyrImageStatus saveStill(const KyrImageSerializer &serializer, const KyrImage &image, const char *fileName)
+KyrImageStatus saveStill(KyrImageSerializer &serializer, const KyrImage &image, const char *fileName)
 {
     const StillFormat format = stillFormatOf(extensionOf(fileName));
     if (format == StillFormat::None)
@@ -57,7 +59,7 @@ KyrImageStatus saveStill(const KyrImageSerializer &serializer, const KyrImage &i
         return status;
     const bool palette = serializer.params.intValue("add.palette") != 0;
     if (format == StillFormat::Tiff) {
-        status = writeTiff(file.releaseDescriptor(), fileName, pixels, palette);
+        status = writeTiff(file.releaseDescriptor(), fileName, pixels, palette, serializer.scratch);
     } else if (format == StillFormat::Bmp) {
         status = writeBmp(file.descriptor(), pixels);
     } else {

@@ -368,7 +368,8 @@ KyrImageStatus writePng(FILE *file, const StillPixels &pixels, bool palette) noe
                                                                                           : kKyrImageErrFileWrite;
 }
 
-KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bool palette) noexcept
+KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bool palette,
+                         std::vector<uint8_t> &converted) noexcept
 {
     TiffOptions options;
     if (!options.options) {
@@ -410,23 +411,21 @@ KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bo
     } else {
         TIFFSetField(t, TIFFTAG_PHOTOMETRIC, grey ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB);
     }
+    // Lines TIFF stores as they are go out straight from the image; the
+    // others are converted first, on every core.
     const bool direct = pixels.stride == line && (pixels.format == Format::Grey8 || pixels.format == Format::Rgb8);
-    std::vector<uint8_t> strip;
     try {
         if (!direct)
-            strip.resize(line * rowsPerStrip);
+            converted.resize(line * pixels.height);
     } catch (const std::bad_alloc &) {
         return kKyrImageErrOutOfMemory;
     }
-    for (uint32_t first = 0, index = 0; first < pixels.height; first += rowsPerStrip, ++index) {
-        const uint32_t rows = std::min(rowsPerStrip, pixels.height - first);
-        uint8_t *data = strip.data();
-        if (direct) {
-            data = const_cast<uint8_t *>(lineOf(pixels, first));
-        } else {
-            for (uint32_t r = 0; r < rows; ++r) {
-                const uint8_t *in = lineOf(pixels, first + r);
-                uint8_t *out = strip.data() + r * line;
+    if (!direct) {
+        const uint32_t slices = sliceCount(pixels.height, 2 * line * pixels.height);
+        forEachSlice(pixels.height, slices, [&](uint32_t, uint32_t first, uint32_t end) {
+            for (uint32_t y = first; y < end; ++y) {
+                const uint8_t *in = lineOf(pixels, y);
+                uint8_t *out = converted.data() + y * line;
                 if (pixels.format == Format::Grey16)
                     stretchLine(reinterpret_cast<const uint16_t *>(in), reinterpret_cast<uint16_t *>(out),
                                 pixels.width, pixels.bits, false);
@@ -435,7 +434,11 @@ KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bo
                 else
                     std::memcpy(out, in, line);
             }
-        }
+        });
+    }
+    for (uint32_t first = 0, index = 0; first < pixels.height; first += rowsPerStrip, ++index) {
+        const uint32_t rows = std::min(rowsPerStrip, pixels.height - first);
+        uint8_t *data = direct ? const_cast<uint8_t *>(lineOf(pixels, first)) : converted.data() + first * line;
         // Uncompressed strips are their own encoding: written as they are.
         if (TIFFWriteRawStrip(t, index, data, tmsize_t(rows * line)) < 0)
             return kKyrImageErrFileWrite;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <vector>
 
 #include <image/KyrImage.h>
 
@@ -29,7 +30,10 @@ bool stillPixelsOf(const KyrImage &image, StillPixels &pixels) noexcept;
 // as indexed colour with a grey ramp (BMP always does). Codes:
 // kKyrImageErrFileWrite, kKyrImageErrOutOfMemory.
 KyrImageStatus writePng(FILE *file, const StillPixels &pixels, bool palette) noexcept;
-KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bool palette) noexcept;
+// `converted` holds converted lines; kept by the caller, it saves allocating
+// and clearing a whole image's memory on every save.
+KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bool palette,
+                         std::vector<uint8_t> &converted) noexcept;
 KyrImageStatus writeBmp(int fd, const StillPixels &pixels) noexcept;
 KyrImageStatus writeJpeg(FILE *file, const StillPixels &pixels) noexcept;
 

@@ -76,14 +76,15 @@ def test_twelve_bits_keep_their_depth(libs, serializer, tmp_path, extension):
     assert pixels.max() == (array.max() << 4 | array.max() >> 8)
 
 
+@pytest.mark.parametrize("extension", ["png", "tiff"])
 @pytest.mark.parametrize("code, channels, bits", [(MONO8, 1, 8), (MONO12, 1, 12), (BGR8, 3, 8)])
-def test_large_png_deflated_on_every_core_reads_back(libs, serializer, tmp_path, code, channels, bits):
-    # Large enough to be deflated in slices that join into one stream.
+def test_large_images_made_on_every_core_read_back(libs, serializer, tmp_path, extension, code, channels, bits):
+    # Large enough to be converted (and deflated) in slices, one per core.
     rng = np.random.default_rng(5)
     shape = (1001, 1203, 3) if channels == 3 else (1001, 1203)
     array = rng.integers(0, 1 << bits, shape, dtype=np.uint16 if bits > 8 else np.uint8)
     array[:500] //= 16  # runs and noise both
-    path = tmp_path / "large.png"
+    path = tmp_path / f"large.{extension}"
     assert save(libs, serializer, array, code, path) == OK
     pixels = cv2.imread(str(path), cv2.IMREAD_UNCHANGED)
     if bits > 8:
