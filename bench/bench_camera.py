@@ -50,7 +50,6 @@ def consume_gi(width, height, frames, packet_size, rate):
     from gi.repository import Aravis
 
     camera = Aravis.Camera.new(ADDRESS)
-    camera.get_device().set_stream_options(Aravis.GvStreamOption.PACKET_SOCKET_DISABLED)
     camera.set_region(0, 0, width, height)
     camera.set_pixel_format(Aravis.PIXEL_FORMAT_MONO_8)
     camera.gv_set_packet_size(packet_size)

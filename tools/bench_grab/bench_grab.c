@@ -44,9 +44,6 @@ int main(int argc, char **argv)
 	ArvCamera *camera = arv_camera_new(argv[1], &error);
 	if (camera == NULL)
 		return fail("open", error);
-	/* Aravis's packet socket does not see loopback traffic. */
-	arv_gv_device_set_stream_options(ARV_GV_DEVICE(arv_camera_get_device(camera)),
-					 ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
 	arv_camera_set_region(camera, 0, 0, width, height, &error);
 	if (error == NULL)
 		arv_camera_set_pixel_format(camera, ARV_PIXEL_FORMAT_MONO_8, &error);

@@ -26,14 +26,6 @@ GObjectPtr<T> addRef(T *object) noexcept
     return GObjectPtr<T>(object ? static_cast<T *>(g_object_ref(object)) : nullptr);
 }
 
-struct GFreeDeleter {
-    void operator()(gpointer memory) const noexcept { g_free(memory); }
-};
-
-// Owns memory from g_malloc.
-template <typename T>
-using GMallocPtr = std::unique_ptr<T, GFreeDeleter>;
-
 // Maps an Aravis, GenICam or GIO error to our code, logs its message at debug
 // level and frees it; `err` is null afterwards. Unknown pairs give kErrUnknown.
 KyrCamErr takeError(GError *&err) noexcept;

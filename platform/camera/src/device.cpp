@@ -56,9 +56,6 @@ KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_p
                 !arv_device_write_register(device.get(), kGvcpRegControlChannelPrivilege,
                                            kPrivilegeExclusiveAndControl, error.out()))
                 return error.code();
-            // Aravis's packet socket does not see loopback traffic.
-            if ((info.owner().hostAddress() >> 24) == 127)
-                arv_gv_device_set_stream_options(gv, ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
         }
         // Aravis leaves both checks off: values out of range and writes to
         // read-only features would otherwise reach the device.
@@ -66,8 +63,6 @@ KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_p
         arv_device_set_access_check_policy(device.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
 
         std::unique_ptr<AravisDevice> opened(new AravisDevice(info, mode, std::move(device), record.gige));
-        if (record.gige && (info.owner().hostAddress() >> 24) == 127)
-            opened->settings_.packetSocket = false;
         if (ArvGc *gc = arv_device_get_genicam(opened->arv()))
             opened->camera_ = std::make_unique<AravisParamArray>(gc);
         opened->lostHandler_ = g_signal_connect(opened->arv(), "control-lost", G_CALLBACK(onControlLost), opened.get());
