@@ -1,4 +1,5 @@
-// libKyrDemosaicing: bilinear demosaicing of Bayer images through OpenCV.
+// libKyrDemosaicing: bilinear demosaicing of Bayer images, with our own SSSE3
+// code where the CPU has it and OpenCV's elsewhere.
 #include <image/KyrBayer.h>
 
 #include <exception>
@@ -11,6 +12,7 @@
 
 #include <image/KyrPixelType.h>
 
+#include "bayer_bilinear_private.h"
 #include "kernels_private.h"
 #include "pixel_format_private.h"
 
@@ -48,6 +50,11 @@ int cvCode(Tile tile, bool bgr) noexcept
     }
 }
 
+BayerLayout layoutOf(Tile tile) noexcept
+{
+    return BayerLayout{ tile == Tile::RG || tile == Tile::GR, tile == Tile::GR || tile == Tile::GB };
+}
+
 } // namespace
 
 KyrBayer *KyrBayer_CreateComponent() noexcept
@@ -82,26 +89,29 @@ KyrImageStatus KyrBayer_ConvertImage(KyrBayer *bayer, const KyrImage *source, Ky
 
     try {
         const uint64_t inStride = strideOf(*source);
-        cv::Mat raw;
-        if (KyrPixelBitsOf(source->pixelType) == 8) {
-            raw = cv::Mat(int(height), int(width), CV_8UC1, source->data, inStride);
-        } else {
+        const uint8_t *raw = source->data;
+        uint64_t rawStride = inStride;
+        if (KyrPixelBitsOf(source->pixelType) != 8) {
             // Deeper samples are cut to 8 bits first: demosaicing 8-bit samples
             // is several times faster than 16-bit ones, and the result is 8-bit.
             bayer->reduced.resize(uint64_t(width) * height);
             uint8_t *reduced = bayer->reduced.data();
-            const uint8_t *in = source->data;
             const uint32_t bits = pixelLayout(source->pixelType).bitDepth;
             const uint32_t slices = sliceCount(height, (inLine + width) * height);
             forEachSlice(height, slices, [&](uint32_t, uint32_t first, uint32_t end) {
                 for (uint32_t y = first; y < end; ++y)
-                    reduceLine(reinterpret_cast<const uint16_t *>(in + y * inStride), reduced + uint64_t(y) * width,
+                    reduceLine(reinterpret_cast<const uint16_t *>(raw + y * inStride), reduced + uint64_t(y) * width,
                                width, bits);
             });
-            raw = cv::Mat(int(height), int(width), CV_8UC1, reduced);
+            raw = reduced;
+            rawStride = width;
         }
+        const bool bgr = target->pixelType == kKyrPixelBGR8;
+        if (demosaicBilinear(raw, rawStride, width, height, layoutOf(tile), bgr, target->data, strideOf(*target)))
+            return kKyrImageOk;
+        const cv::Mat samples(int(height), int(width), CV_8UC1, const_cast<uint8_t *>(raw), rawStride);
         cv::Mat colour(int(height), int(width), CV_8UC3, target->data, strideOf(*target));
-        cv::cvtColor(raw, colour, cvCode(tile, target->pixelType == kKyrPixelBGR8));
+        cv::cvtColor(samples, colour, cvCode(tile, bgr));
     } catch (const std::bad_alloc &) {
         return kKyrImageErrOutOfMemory;
     } catch (const std::exception &) {
