@@ -3,6 +3,8 @@
 grabbing Mono8 frames from the simulated camera, through this module, through
 Aravis's own Python binding (GObject introspection, buffer.get_data()) and
 through a plain C loop on Aravis (kyr-bench-grab), at 640x480 and 2048x2048.
+The same loop through the camera library in C++ (kyr-bench-library-grab)
+tells the library's share of the module's cost from the binding's.
 
 Each consumer runs in a process of its own and measures from its first frame
 on; CPU time is that process's, all threads included (Aravis's stream thread
@@ -28,7 +30,7 @@ UNKNOWN_ERROR = -40001
 
 # (width, height, frames, frame rate asked of the camera)
 SIZES = [(640, 480, 300, 100.0), (2048, 2048, 60, 20.0)]
-CONSUMERS = ["c", "gi", "module"]
+CONSUMERS = ["c", "library", "gi", "module"]
 REPEATS = 3
 
 
@@ -130,6 +132,8 @@ def run_consumer(consumer, width, height, frames, rate):
     arguments = [str(width), str(height), str(frames), str(PACKET_SIZE), str(rate)]
     if consumer == "c":
         command = [str(BUILD / "bin" / "kyr-bench-grab"), ADDRESS] + arguments
+    elif consumer == "library":
+        command = [str(BUILD / "bin" / "kyr-bench-library-grab"), SERIAL] + arguments
     else:
         command = [sys.executable, __file__, "--consumer", consumer] + arguments
     run = subprocess.run(command, capture_output=True, text=True, timeout=120,
@@ -169,11 +173,12 @@ def main():
             for consumer, result in results.items():
                 print(f"{width}x{height:<5} {consumer:>8} {result['fps']:8.1f} "
                       f"{result['cpu_per_frame'] * 1e3:13.3f} {result['incomplete']:10d}")
-            module, c_loop, gi_binding = results["module"], results["c"], results["gi"]
+            module, c_loop, gi_binding, library = (results[c] for c in ("module", "c", "gi", "library"))
             print(f"{'':>10} ratios: module/C fps {module['fps'] / c_loop['fps']:.3f}, "
                   f"module/GI CPU {module['cpu_per_frame'] / gi_binding['cpu_per_frame']:.3f}, "
                   f"module/C CPU {module['cpu_per_frame'] / c_loop['cpu_per_frame']:.3f}, "
-                  f"module-C CPU {(module['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms")
+                  f"module-C CPU {(module['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms, "
+                  f"library-C CPU {(library['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms")
         return 0
     finally:
         camera.terminate()
