@@ -1,11 +1,15 @@
 #include "still_writers_private.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <condition_variable>
 #include <csetjmp>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <thread>
 #include <vector>
 
 #include <png.h>
@@ -308,6 +312,65 @@ private:
     int count_ = 0;
 };
 
+// Converts lines [0, lines) in order on a thread of its own while the caller
+// uses those already converted; without a thread to be had, converts them all
+// at once. The destructor stops the conversion and joins the thread.
+template <typename ConvertLine>
+class ConvertAhead
+{
+public:
+    ConvertAhead(uint32_t lines, ConvertLine convertLine)
+        : lines_(lines)
+        , convertLine_(convertLine)
+    {
+        if (lines_ == 0)
+            return;
+        try {
+            thread_ = std::thread([this] { run(); });
+        } catch (const std::exception &) {
+            run();
+        }
+    }
+
+    ~ConvertAhead()
+    {
+        stop_ = true;
+        if (thread_.joinable())
+            thread_.join();
+    }
+
+    // Waits until lines [0, lines) are converted.
+    void waitFor(uint32_t lines)
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        ready_.wait(lock, [&] { return converted_ >= lines; });
+    }
+
+private:
+    void run()
+    {
+        constexpr uint32_t kBatch = 32;
+        for (uint32_t y = 0; y < lines_ && !stop_;) {
+            const uint32_t end = std::min(lines_, y + kBatch);
+            for (; y < end; ++y)
+                convertLine_(y);
+            {
+                std::lock_guard<std::mutex> lock(mutex_);
+                converted_ = end;
+            }
+            ready_.notify_one();
+        }
+    }
+
+    const uint32_t lines_;
+    const ConvertLine convertLine_;
+    std::atomic<bool> stop_{ false };
+    std::mutex mutex_;
+    std::condition_variable ready_;
+    uint32_t converted_ = 0;
+    std::thread thread_;
+};
+
 } // namespace
 
 bool stillPixelsOf(const KyrImage &image, StillPixels &pixels) noexcept
@@ -412,7 +475,8 @@ KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bo
         TIFFSetField(t, TIFFTAG_PHOTOMETRIC, grey ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB);
     }
     // Lines TIFF stores as they are go out straight from the image; the
-    // others are converted first, on every core.
+    // others are converted on a second thread while the strips before them
+    // are written.
     const bool direct = pixels.stride == line && (pixels.format == Format::Grey8 || pixels.format == Format::Rgb8);
     try {
         if (!direct)
@@ -420,25 +484,24 @@ KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bo
     } catch (const std::bad_alloc &) {
         return kKyrImageErrOutOfMemory;
     }
-    if (!direct) {
-        const uint32_t slices = sliceCount(pixels.height, 2 * line * pixels.height);
-        forEachSlice(pixels.height, slices, [&](uint32_t, uint32_t first, uint32_t end) {
-            for (uint32_t y = first; y < end; ++y) {
-                const uint8_t *in = lineOf(pixels, y);
-                uint8_t *out = converted.data() + y * line;
-                if (pixels.format == Format::Grey16)
-                    stretchLine(reinterpret_cast<const uint16_t *>(in), reinterpret_cast<uint16_t *>(out),
-                                pixels.width, pixels.bits, false);
-                else if (pixels.format == Format::Bgr8)
-                    swapRedBlue(in, out, pixels.width);
-                else
-                    std::memcpy(out, in, line);
-            }
-        });
-    }
+    ConvertAhead ahead(direct ? 0 : pixels.height, [&](uint32_t y) {
+        const uint8_t *in = lineOf(pixels, y);
+        uint8_t *out = converted.data() + y * line;
+        if (pixels.format == Format::Grey16)
+            stretchLine(reinterpret_cast<const uint16_t *>(in), reinterpret_cast<uint16_t *>(out), pixels.width,
+                        pixels.bits, false);
+        else if (pixels.format == Format::Bgr8)
+            swapRedBlue(in, out, pixels.width);
+        else
+            std::memcpy(out, in, line);
+    });
     for (uint32_t first = 0, index = 0; first < pixels.height; first += rowsPerStrip, ++index) {
         const uint32_t rows = std::min(rowsPerStrip, pixels.height - first);
-        uint8_t *data = direct ? const_cast<uint8_t *>(lineOf(pixels, first)) : converted.data() + first * line;
+        uint8_t *data = const_cast<uint8_t *>(lineOf(pixels, first));
+        if (!direct) {
+            ahead.waitFor(first + rows);
+            data = converted.data() + first * line;
+        }
         // Uncompressed strips are their own encoding: written as they are.
         if (TIFFWriteRawStrip(t, index, data, tmsize_t(rows * line)) < 0)
             return kKyrImageErrFileWrite;
