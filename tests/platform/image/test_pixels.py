@@ -141,9 +141,9 @@ def bilinear_reference(raw, tile):
 @pytest.mark.parametrize("tile", ["RG", "BG", "GR", "GB"])
 @pytest.mark.parametrize("target_code", [RGB8, BGR8])
 def test_demosaic_matches_bilinear_reference(libs, bayer, tile, target_code):
-    # Wide enough for several 16-pixel steps and a remainder on each line.
-    raw = RNG.integers(0, 256, (24, 71), dtype=np.uint8)
-    _, target = libs.create_image(71, 24, target_code)
+    # Wide enough for 32 and 16-pixel steps and a remainder on each line.
+    raw = RNG.integers(0, 256, (24, 90), dtype=np.uint8)
+    _, target = libs.create_image(90, 24, target_code)
     try:
         assert libs.KyrBayer_ConvertImage(bayer, image_of(raw, BAYER8[tile]), target) == OK
         result = pixels_of(target, np.uint8, 3).astype(int)
