@@ -1,5 +1,5 @@
-// Bilinear demosaicing of 8-bit Bayer images, our own SSSE3 code: faster than
-// OpenCV's routine for the same interpolation on the same machine.
+// Bilinear demosaicing of 8-bit Bayer images, our own SSSE3 and AVX2 code:
+// faster than OpenCV's routine for the same interpolation on the same machine.
 #pragma once
 
 #include <cstdint>

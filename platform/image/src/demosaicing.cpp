@@ -1,5 +1,5 @@
-// libKyrDemosaicing: bilinear demosaicing of Bayer images, with our own SSSE3
-// code where the CPU has it and OpenCV's elsewhere.
+// libKyrDemosaicing: bilinear demosaicing of Bayer images, with our own SIMD
+// code where the CPU has SSSE3 and OpenCV's elsewhere.
 #include <image/KyrBayer.h>
 
 #include <exception>
