@@ -5,6 +5,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -77,12 +78,16 @@ public:
 private:
     AravisDevice(AravisDeviceInfo &info, int32_t mode, GObjectPtr<ArvDevice> device, bool gige);
     static void onControlLost(ArvDevice *device, gpointer self);
+    static void onToggle(gpointer self, GObject *object, gboolean isLast);
+    void dropDevice() noexcept;
 
     AravisDeviceInfo &info_;
     const int32_t mode_;
     const bool gige_;
     TransportSettings settings_;
     GObjectPtr<ArvDevice> device_;
+    std::mutex lastRefMutex_;
+    std::condition_variable lastRef_;
     gulong lostHandler_ = 0;
     std::atomic<bool> lost_{ false };
     std::unique_ptr<AravisParamArray> camera_;
