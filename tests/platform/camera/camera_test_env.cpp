@@ -18,12 +18,13 @@ namespace KyrCamTest {
 
 namespace {
 
-// A network namespace of this process alone, with its loopback up.
+// A network namespace of this process alone, with its loopback up. Without
+// the right to make one (not root), the host's loopback serves.
 bool enterPrivateNetwork()
 {
     if (unshare(CLONE_NEWNET) != 0) {
-        std::perror("unshare(CLONE_NEWNET)");
-        return false;
+        std::perror("unshare(CLONE_NEWNET): testing on the host's loopback");
+        return true;
     }
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     ifreq request{};
