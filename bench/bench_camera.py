@@ -150,15 +150,13 @@ def main():
         print(json.dumps(consumer(width, height, frames, packet_size, float(sys.argv[7]))))
         return 0
 
+    sys.path.insert(0, str(HERE.parent / "examples"))
+    from grab import enter_private_network, simulated_camera
     if os.geteuid() == 0:
-        sys.path.insert(0, str(HERE.parent / "examples"))
-        from grab import enter_private_network
         enter_private_network()
     else:
         print("bench: not root, using the host's loopback", file=sys.stderr)
-    camera = subprocess.Popen([str(BUILD / "bin" / "kyr-sim-camera"), "--address", ADDRESS, "--serial", SERIAL],
-                              stdout=subprocess.DEVNULL)
-    try:
+    with simulated_camera():
         print(f"camera benchmark: Mono8 from kyr-sim-camera, packet size {PACKET_SIZE}, "
               f"median of {REPEATS} runs (incomplete: all runs)")
         print(f"{'size':>10} {'consumer':>8} {'fps':>8} {'CPU ms/frame':>13} {'incomplete':>10}")
@@ -180,9 +178,6 @@ def main():
                   f"module-C CPU {(module['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms, "
                   f"library-C CPU {(library['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms")
         return 0
-    finally:
-        camera.terminate()
-        camera.wait()
 
 
 if __name__ == "__main__":

@@ -14,6 +14,7 @@ clash with this one; the tests use it.
 """
 
 import argparse
+import contextlib
 import ctypes
 import fcntl
 import os
@@ -47,6 +48,18 @@ def enter_private_network():
         request = struct.pack("16sH22x", b"lo", 0)
         flags = struct.unpack("16sH22x", fcntl.ioctl(sock, siocgifflags, request))[1]
         fcntl.ioctl(sock, siocsifflags, struct.pack("16sH22x", b"lo", flags | iff_up))
+
+
+@contextlib.contextmanager
+def simulated_camera():
+    """Runs kyr-sim-camera on 127.0.0.1 for the duration of the block."""
+    camera = subprocess.Popen([str(SIM_CAMERA), "--address", "127.0.0.1", "--serial", SERIAL],
+                              stdout=subprocess.DEVNULL)
+    try:
+        yield camera
+    finally:
+        camera.terminate()
+        camera.wait()
 
 
 def find_camera(kyr, deadline_s=15.0):
@@ -118,9 +131,7 @@ def main():
     sys.path.insert(0, str(BUILD / "lib"))
     import libKyrCameraGuiApiPy as kyr  # noqa: E402
 
-    camera = subprocess.Popen([str(SIM_CAMERA), "--address", "127.0.0.1", "--serial", SERIAL],
-                              stdout=subprocess.DEVNULL)
-    try:
+    with simulated_camera():
         info = find_camera(kyr)
         if info is None:
             print("the simulated camera was not found", file=sys.stderr)
@@ -154,9 +165,6 @@ def main():
             print(f"reopened from its configuration: {reopened.GetDisplayName()}, {width} wide, {pixel_format}")
             reopened.Release()
         return 0
-    finally:
-        camera.terminate()
-        camera.wait()
 
 
 if __name__ == "__main__":

@@ -17,17 +17,13 @@ from kyrbuild import BUILD, REPO  # noqa: E402
 pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="a private network namespace needs root")
 
 CHILD = textwrap.dedent("""
-    import signal, subprocess, sys, threading
+    import signal, sys, threading
     sys.path.insert(0, sys.argv[1])
-    from grab import BUILD, SERIAL, SIM_CAMERA, enter_private_network, find_camera
+    from grab import BUILD, enter_private_network, find_camera, simulated_camera
     enter_private_network()
     sys.path.insert(0, str(BUILD / "lib"))
     import libKyrCameraGuiApiPy as kyr
 
-    camera = subprocess.Popen([str(SIM_CAMERA), "--address", "127.0.0.1", "--serial", SERIAL],
-                              stdout=subprocess.DEVNULL)
-    info = find_camera(kyr)
-    device = kyr.PyKyrCreateDevice(info)
     arrived = threading.Event()
     events = []
 
@@ -35,9 +31,11 @@ CHILD = textwrap.dedent("""
         events.append((bytes(data), size, threading.current_thread() is threading.main_thread()))
         arrived.set()
 
-    assert device.RegisterEvent(0x8001, on_event)
-    camera.send_signal(signal.SIGKILL)
-    camera.wait()
+    with simulated_camera() as camera:
+        device = kyr.PyKyrCreateDevice(find_camera(kyr))
+        assert device.RegisterEvent(0x8001, on_event)
+        camera.send_signal(signal.SIGKILL)
+        camera.wait()
     assert arrived.wait(30), "no device-lost event"
     assert device.UnRegisterEvent(0x8001, None)
     device.Release()
