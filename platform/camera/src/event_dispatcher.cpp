@@ -127,19 +127,20 @@ void EventDispatcher::deliver(const Event &event)
         }
     }
     for (const auto &target : targets) {
+        // The interpreter lock comes before the check: a Python thread that
+        // unregisters holds it, and may free the context as soon as it lets go,
+        // so a registration seen active under it stays valid for the call.
+        InterpreterLock interpreter;
         {
             std::lock_guard<std::mutex> lock(mutex_);
             if (!target->active || stop_)
                 continue;
             running_ = target;
         }
-        {
-            InterpreterLock interpreter;
-            try {
-                target->callback(event.data.data(), static_cast<unsigned long>(event.data.size()), target->context);
-            } catch (...) {
-                // A callback must not throw: the event is dropped for it.
-            }
+        try {
+            target->callback(event.data.data(), static_cast<unsigned long>(event.data.size()), target->context);
+        } catch (...) {
+            // A callback must not throw: the event is dropped for it.
         }
         {
             std::lock_guard<std::mutex> lock(mutex_);
