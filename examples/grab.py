@@ -5,8 +5,9 @@ Starts kyr-sim-camera on 127.0.0.1, finds it through "PyKyrSystem", opens it,
 sets size and pixel format, streams 200 frames and prints frames per second,
 the incomplete count and a checksum of the last frame, reads the transport
 statistics, saves the configuration and opens the camera again from that
-file with "CreateDeviceFromConfig". The camera it started is stopped at the
-end.
+file with "CreateDeviceFromConfig". Then it saves one frame as a PNG and the
+next ones as a short movie, in build/demo/ (or --output). The camera it started is stopped
+at the end.
 
 --private-network runs all this in a network namespace of its own (root
 only), so that another simulated camera on the host's loopback does not
@@ -31,6 +32,7 @@ BUILD = Path(os.environ.get("KYR_BUILD_DIR", Path(__file__).resolve().parent.par
 SIM_CAMERA = BUILD / "bin" / "kyr-sim-camera"
 SERIAL = "SIM0001"
 FRAMES = 200
+MOVIE_FRAMES = 50
 STOP_DEFAULT = 0
 WAIT_MS = 5000
 UNKNOWN_ERROR = -40001
@@ -75,6 +77,57 @@ def find_camera(kyr, deadline_s=15.0):
     return None
 
 
+def next_frame(stream):
+    """The next frame, or None for a frame that lost its leader: it has no
+    image, and the module gives it back to the queue itself and reports
+    -40001. Any other failure ends the demo."""
+    buffer = stream.GetBuffer(WAIT_MS)
+    if buffer is None and stream.GetLastError() != UNKNOWN_ERROR:
+        raise RuntimeError(f"no frame: error {stream.GetLastError()}")
+    return buffer
+
+
+@contextlib.contextmanager
+def streaming(device):
+    """The device's stream with its buffers queued and acquisition running."""
+    stream = device.GetStreamByIndex(0)
+    if stream is None or not stream.AllocBufferQueue(8) or not stream.StartAcquisition():
+        raise RuntimeError("cannot start streaming")
+    try:
+        yield stream
+    finally:
+        stream.StopAcquisition(STOP_DEFAULT)
+        stream.ReleaseBufferQueue()
+        stream.Release()
+
+
+def save_frames(kyr, device, folder):
+    """Saves one frame as a PNG and the next MOVIE_FRAMES as a movie."""
+    compressors = kyr.PyGetVideoCompressors() or []
+    if not compressors:
+        raise RuntimeError("no video compressor available")
+    compressor = "mpeg4" if "mpeg4" in compressors else compressors[0]
+    image, movie = folder / "frame.png", folder / "movie.avi"
+    with streaming(device) as stream:
+        recorded = 0
+        while recorded < MOVIE_FRAMES:
+            buffer = next_frame(stream)
+            if buffer is None:
+                continue
+            if recorded == 0:
+                if not kyr.PySaveImage(buffer, str(image)):
+                    raise RuntimeError(f"cannot save {image}: error {kyr.GetLastError()}")
+                if not kyr.PyStartMovieRecord(buffer, str(movie), 25.0, compressor):
+                    raise RuntimeError(f"cannot start {movie}: error {kyr.GetLastError()}")
+            if not kyr.PySaveMovieFrame(buffer):
+                raise RuntimeError(f"cannot add to {movie}: error {kyr.GetLastError()}")
+            recorded += 1
+            stream.QueueBuffer(buffer)
+    if not kyr.PyFinishRecord():
+        raise RuntimeError(f"cannot finish {movie}: error {kyr.GetLastError()}")
+    return image, movie, compressor
+
+
 def grab(device, width, height, pixel_format, frame_rate):
     params = device.GetCameraParameters()
     for ok in (params.SetIntegerValue("Width", width), params.SetIntegerValue("Height", height),
@@ -83,21 +136,14 @@ def grab(device, width, height, pixel_format, frame_rate):
             raise RuntimeError(f"cannot set the image format: error {params.GetLastError()}")
     params.SetFloatValue("AcquisitionFrameRate", frame_rate)
 
-    stream = device.GetStreamByIndex(0)
-    if stream is None or not stream.AllocBufferQueue(8) or not stream.StartAcquisition():
-        raise RuntimeError("cannot start streaming")
     incomplete = 0
     checksum = 0
     frame_id = 0
-    start = time.monotonic()
-    try:
+    with streaming(device) as stream:
+        start = time.monotonic()
         for _ in range(FRAMES):
-            buffer = stream.GetBuffer(WAIT_MS)
+            buffer = next_frame(stream)
             if buffer is None:
-                # A frame that lost its leader has no image: the module gives
-                # it back to the queue itself and reports -40001.
-                if stream.GetLastError() != UNKNOWN_ERROR:
-                    raise RuntimeError(f"no frame: error {stream.GetLastError()}")
                 incomplete += 1
                 continue
             incomplete += bool(buffer.IsIncomplete())
@@ -110,10 +156,6 @@ def grab(device, width, height, pixel_format, frame_rate):
         statistics = {name: transport.GetIntegerValue(name)[1]
                       for name in ("StatCompletedBuffers", "StatFailedBuffers", "StatUnderruns",
                                    "StatResentPackets", "StatMissingPackets")}
-    finally:
-        stream.StopAcquisition(STOP_DEFAULT)
-        stream.ReleaseBufferQueue()
-        stream.Release()
     return FRAMES / elapsed, incomplete, (frame_id, checksum), statistics
 
 
@@ -124,6 +166,7 @@ def main():
     parser.add_argument("--height", type=int, default=480)
     parser.add_argument("--pixel-format", default="Mono8")
     parser.add_argument("--frame-rate", type=float, default=200.0)
+    parser.add_argument("--output", type=Path, default=BUILD / "demo")
     args = parser.parse_args()
     if args.private_network:
         enter_private_network()
@@ -148,6 +191,10 @@ def main():
         print(f"{FRAMES} frames of {args.width}x{args.height} {args.pixel_format}: {fps:.1f} frames/s, "
               f"{incomplete} incomplete, last frame {frame_id} crc32 {checksum:08x}")
         print("transport statistics: " + ", ".join(f"{k} {v}" for k, v in statistics.items()))
+
+        args.output.mkdir(parents=True, exist_ok=True)
+        image, movie, compressor = save_frames(kyr, device, args.output)
+        print(f"saved a frame to {image} and {MOVIE_FRAMES} frames ({compressor}) to {movie}")
 
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "camera.cfg")

@@ -10,12 +10,14 @@ import zlib
 from pathlib import Path
 
 import pytest
+from PIL import Image
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 
 from kyrbuild import BUILD, REPO  # noqa: E402
 
 GRAB = REPO / "examples" / "grab.py"
+MOVIE_FRAMES = 50
 
 pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="a private network namespace needs root")
 
@@ -35,10 +37,10 @@ def pattern(width, height, frame, pixel_format):
 
 
 @pytest.mark.parametrize("width,height,pixel_format", [(640, 480, "Mono8"), (320, 240, "Mono12Packed")])
-def test_grab_streams_complete_frames_and_reopens_from_configuration(width, height, pixel_format):
+def test_grab_streams_complete_frames_and_reopens_from_configuration(width, height, pixel_format, tmp_path):
     run = subprocess.run(
         [sys.executable, str(GRAB), "--private-network", "--width", str(width), "--height", str(height),
-         "--pixel-format", pixel_format, "--frame-rate", "100"],
+         "--pixel-format", pixel_format, "--frame-rate", "100", "--output", str(tmp_path)],
         env={**os.environ, "KYR_BUILD_DIR": str(BUILD)}, capture_output=True, text=True, timeout=90)
     assert run.returncode == 0, run.stderr
     result = re.search(r"200 frames of \S+ \S+: [\d.]+ frames/s, (\d+) incomplete, last frame (\d+) crc32 (\w+)",
@@ -53,3 +55,13 @@ def test_grab_streams_complete_frames_and_reopens_from_configuration(width, heig
     assert statistics["StatCompletedBuffers"] + statistics["StatFailedBuffers"] >= 200
     assert statistics["StatCompletedBuffers"] >= 200 - int(result.group(1))
     assert f"{width} wide, {pixel_format}" in run.stdout
+
+    # One frame saved as a grey PNG of the frame's size, then a movie of the
+    # following frames.
+    with Image.open(tmp_path / "frame.png") as image:
+        assert (image.size, image.mode) == ((width, height), "L")
+    probe = subprocess.run(
+        ["ffprobe", "-v", "error", "-count_frames", "-select_streams", "v:0", "-show_entries",
+         "stream=width,height,nb_read_frames", "-of", "csv=p=0", str(tmp_path / "movie.avi")],
+        capture_output=True, text=True, check=True)
+    assert probe.stdout.strip() == f"{width},{height},{MOVIE_FRAMES}"
