@@ -3,6 +3,9 @@
 grabbing Mono8 frames from the simulated camera, through this module, through
 Aravis's own Python binding (GObject introspection, buffer.get_data()) and
 through a plain C loop on Aravis (kyr-bench-grab), at 640x480 and 2048x2048.
+The C loop runs twice: as it is, and copying each frame into a kept buffer
+("c+copy"), the least any consumer that keeps its frames pays; the module
+makes one such copy per frame (into a new bytearray).
 The same loop through the camera library in C++ (kyr-bench-library-grab)
 tells the library's share of the module's cost from the binding's.
 
@@ -30,7 +33,7 @@ UNKNOWN_ERROR = -40001
 
 # (width, height, frames, frame rate asked of the camera)
 SIZES = [(640, 480, 300, 100.0), (2048, 2048, 60, 20.0)]
-CONSUMERS = ["c", "library", "gi", "module"]
+CONSUMERS = ["c", "c+copy", "library", "gi", "module"]
 REPEATS = 3
 
 
@@ -132,6 +135,8 @@ def run_consumer(consumer, width, height, frames, rate):
     arguments = [str(width), str(height), str(frames), str(PACKET_SIZE), str(rate)]
     if consumer == "c":
         command = [str(BUILD / "bin" / "kyr-bench-grab"), ADDRESS] + arguments
+    elif consumer == "c+copy":
+        command = [str(BUILD / "bin" / "kyr-bench-grab"), ADDRESS] + arguments + ["copy"]
     elif consumer == "library":
         command = [str(BUILD / "bin" / "kyr-bench-library-grab"), SERIAL] + arguments
     else:
@@ -171,11 +176,13 @@ def main():
             for consumer, result in results.items():
                 print(f"{width}x{height:<5} {consumer:>8} {result['fps']:8.1f} "
                       f"{result['cpu_per_frame'] * 1e3:13.3f} {result['incomplete']:10d}")
-            module, c_loop, gi_binding, library = (results[c] for c in ("module", "c", "gi", "library"))
+            module, c_loop, c_copy, gi_binding, library = (
+                results[c] for c in ("module", "c", "c+copy", "gi", "library"))
             print(f"{'':>10} ratios: module/C fps {module['fps'] / c_loop['fps']:.3f}, "
                   f"module/GI CPU {module['cpu_per_frame'] / gi_binding['cpu_per_frame']:.3f}, "
                   f"module/C CPU {module['cpu_per_frame'] / c_loop['cpu_per_frame']:.3f}, "
                   f"module-C CPU {(module['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms, "
+                  f"one copy {(c_copy['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms, "
                   f"library-C CPU {(library['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms")
         return 0
 

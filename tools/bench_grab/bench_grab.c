@@ -2,12 +2,15 @@
  * measures the module against. Opens the GigE camera at an address, streams
  * Mono8 frames of the given size at the given frame rate and prints one JSON
  * line: frames per second, process CPU seconds per frame, incomplete frames.
- * Each frame is popped and pushed back; its pixels are not touched.
+ * Each frame is popped and pushed back; its pixels are not touched, unless
+ * "copy" follows: then each frame is copied into one kept buffer, the least a
+ * consumer that keeps its frames pays.
  *
- * usage: kyr-bench-grab ADDRESS WIDTH HEIGHT FRAMES PACKET_SIZE FRAME_RATE */
+ * usage: kyr-bench-grab ADDRESS WIDTH HEIGHT FRAMES PACKET_SIZE FRAME_RATE [copy] */
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <time.h>
 
 #include <arv.h>
@@ -33,10 +36,11 @@ static int fail(const char *what, GError *error)
 int main(int argc, char **argv)
 {
 	GError *error = NULL;
-	if (argc != 7) {
-		fprintf(stderr, "usage: kyr-bench-grab ADDRESS WIDTH HEIGHT FRAMES PACKET_SIZE FRAME_RATE\n");
+	if (argc != 7 && !(argc == 8 && strcmp(argv[7], "copy") == 0)) {
+		fprintf(stderr, "usage: kyr-bench-grab ADDRESS WIDTH HEIGHT FRAMES PACKET_SIZE FRAME_RATE [copy]\n");
 		return 2;
 	}
+	const gboolean copy = argc == 8;
 	const int width = atoi(argv[2]), height = atoi(argv[3]), frames = atoi(argv[4]);
 	const int packet_size = atoi(argv[5]);
 	const double frame_rate = atof(argv[6]);
@@ -61,6 +65,7 @@ int main(int argc, char **argv)
 		     SOCKET_BUFFER_SIZE, NULL);
 	for (int i = 0; i < BUFFER_COUNT; i++)
 		arv_stream_push_buffer(stream, arv_buffer_new_allocate(payload));
+	guint8 *kept = copy ? g_malloc(payload) : NULL;
 	arv_camera_start_acquisition(camera, &error);
 	if (error != NULL)
 		return fail("start", error);
@@ -77,6 +82,11 @@ int main(int argc, char **argv)
 		if (buffer == NULL)
 			break;
 		incomplete += arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS;
+		if (kept != NULL) {
+			size_t size = 0;
+			const void *data = arv_buffer_get_data(buffer, &size);
+			memcpy(kept, data, size);
+		}
 		arv_stream_push_buffer(stream, buffer);
 	}
 	const double wall = seconds(CLOCK_MONOTONIC) - wall0, cpu = seconds(CLOCK_PROCESS_CPUTIME_ID) - cpu0;
@@ -84,6 +94,7 @@ int main(int argc, char **argv)
 	g_clear_error(&error);
 	printf("{\"frames\": %d, \"fps\": %.3f, \"cpu_per_frame\": %.9f, \"incomplete\": %d}\n", received,
 	       received / wall, received ? cpu / received : 0.0, incomplete);
+	g_free(kept);
 	g_object_unref(stream);
 	g_object_unref(camera);
 	return received == frames ? 0 : 1;
