@@ -22,23 +22,6 @@ constexpr size_t kCompressorNameMax = 127;
 // The serializer's compressor list is read into this many bytes.
 constexpr uint32_t kCompressorListSize = 256;
 
-// The unpacked type of a packed frame; 0 for a frame that is not packed so.
-uint32_t unpackedTypeOf(uint32_t packed)
-{
-    switch (packed) {
-    case kKyrPixelMono10Packed: return kKyrPixelMono10;
-    case kKyrPixelMono12Packed: return kKyrPixelMono12;
-    case kKyrPixelBayerGR10Packed: return kKyrPixelBayerGR10;
-    case kKyrPixelBayerRG10Packed: return kKyrPixelBayerRG10;
-    case kKyrPixelBayerGB10Packed: return kKyrPixelBayerGB10;
-    case kKyrPixelBayerBG10Packed: return kKyrPixelBayerBG10;
-    case kKyrPixelBayerGR12Packed: return kKyrPixelBayerGR12;
-    case kKyrPixelBayerRG12Packed: return kKyrPixelBayerRG12;
-    case kKyrPixelBayerGB12Packed: return kKyrPixelBayerGB12;
-    case kKyrPixelBayerBG12Packed: return kKyrPixelBayerBG12;
-    default: return 0;
-    }
-}
 
 bool isUnpackedBayer(uint32_t code)
 {
@@ -48,7 +31,7 @@ bool isUnpackedBayer(uint32_t code)
 
 bool isPackedBayer(uint32_t code)
 {
-    return KyrPixelClassOf(code) == kKyrPixelClassBayer && unpackedTypeOf(code) != 0;
+    return KyrPixelClassOf(code) == kKyrPixelClassBayer && KyrUnpackedTypeOf(code) != 0;
 }
 
 // The PyBuffer in `object`, or null for anything else.
@@ -230,7 +213,7 @@ Py::Object KyrCameraApiPy::PySaveImage(const Py::Tuple &args)
     if (isUnpackedBayer(code))
         return Py::Boolean(saveBayer(frame, fileName));
     if (code == kKyrPixelMono10Packed || code == kKyrPixelMono12Packed || isPackedBayer(code)) {
-        KyrImage *unpacked = unpackStill(frame, unpackedTypeOf(code));
+        KyrImage *unpacked = unpackStill(frame, KyrUnpackedTypeOf(code));
         if (!unpacked)
             return Py::False();
         const bool saved = isPackedBayer(code) ? saveBayer(unpacked, fileName) : saveMono16(unpacked, fileName);
@@ -346,7 +329,7 @@ Py::Object KyrCameraApiPy::PySaveMovieFrame(const Py::Tuple &args)
         if (unpackImage_) {
             // The unpack image was made for grey samples: describe it as the
             // Bayer type; the unpacker fills in its geometry.
-            const uint32_t unpacked = unpackedTypeOf(code);
+            const uint32_t unpacked = KyrUnpackedTypeOf(code);
             const PixelFormat *row = pixelFormatOf(unpacked);
             unpackImage_->pixelType = unpacked;
             unpackImage_->width = 0;

@@ -18,24 +18,6 @@ struct KyrImageUnpacker {
 
 namespace {
 
-// The unpacked type of a packed one; 0 for a type the unpacker does not take.
-uint32_t unpackedType(uint32_t packed) noexcept
-{
-    switch (packed) {
-    case kKyrPixelMono10Packed: return kKyrPixelMono10;
-    case kKyrPixelMono12Packed: return kKyrPixelMono12;
-    case kKyrPixelBayerGR10Packed: return kKyrPixelBayerGR10;
-    case kKyrPixelBayerRG10Packed: return kKyrPixelBayerRG10;
-    case kKyrPixelBayerGB10Packed: return kKyrPixelBayerGB10;
-    case kKyrPixelBayerBG10Packed: return kKyrPixelBayerBG10;
-    case kKyrPixelBayerGR12Packed: return kKyrPixelBayerGR12;
-    case kKyrPixelBayerRG12Packed: return kKyrPixelBayerRG12;
-    case kKyrPixelBayerGB12Packed: return kKyrPixelBayerGB12;
-    case kKyrPixelBayerBG12Packed: return kKyrPixelBayerBG12;
-    default: return 0;
-    }
-}
-
 constexpr int64_t kGigEVisionLayout = 0;
 constexpr int64_t kMaxSide = 1 << 20;
 
@@ -71,7 +53,7 @@ KyrImageStatus KyrImageUnpacker_Unpack(KyrImageUnpacker *unpacker, const KyrImag
     const ParamSet &params = unpacker->params;
     if (params.intValue("cameraType") != kGigEVisionLayout)
         return kKyrImageErrInvalidArgument;
-    const uint32_t wanted = unpackedType(source->pixelType);
+    const uint32_t wanted = KyrUnpackedTypeOf(source->pixelType);
     if (wanted == 0 || target->pixelType != wanted)
         return kKyrImageErrUnsupportedPixelType;
     const int64_t width = params.intValue("width");

@@ -142,3 +142,22 @@ enum KyrPixelType : uint32_t {
 };
 
 constexpr uint32_t kKyrPixelTypeCount = 133;
+
+// The type a packed monochrome or Bayer type unpacks to, in 16-bit containers;
+// 0 for a type that is not packed two pixels in three bytes.
+constexpr uint32_t KyrUnpackedTypeOf(uint32_t packed)
+{
+    switch (packed) {
+    case kKyrPixelMono10Packed: return kKyrPixelMono10;
+    case kKyrPixelMono12Packed: return kKyrPixelMono12;
+    case kKyrPixelBayerGR10Packed: return kKyrPixelBayerGR10;
+    case kKyrPixelBayerRG10Packed: return kKyrPixelBayerRG10;
+    case kKyrPixelBayerGB10Packed: return kKyrPixelBayerGB10;
+    case kKyrPixelBayerBG10Packed: return kKyrPixelBayerBG10;
+    case kKyrPixelBayerGR12Packed: return kKyrPixelBayerGR12;
+    case kKyrPixelBayerRG12Packed: return kKyrPixelBayerRG12;
+    case kKyrPixelBayerGB12Packed: return kKyrPixelBayerGB12;
+    case kKyrPixelBayerBG12Packed: return kKyrPixelBayerBG12;
+    default: return 0;
+    }
+}
