@@ -49,3 +49,15 @@ def stream(device, scripted):
     scripted.calls()
     yield stream
     stream.Release()
+
+
+@pytest.fixture
+def params(kyr, scripted, request):
+    """The parameters of interface "if0": the test module's FEATURES in its
+    scripted ARRAY, with the log of setting them up taken."""
+    scripted.interfaces("if0")
+    scripted.parameters(request.module.ARRAY, *request.module.FEATURES)
+    [iface] = kyr.PyKyrSystem().GetInterfaceList()
+    params = iface.GetParameters()
+    scripted.calls()
+    return params

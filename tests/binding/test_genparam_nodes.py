@@ -28,16 +28,6 @@ TREE = {
 }
 
 
-@pytest.fixture
-def params(kyr, scripted):
-    scripted.interfaces("if0")
-    scripted.parameters(ARRAY, *FEATURES)
-    [iface] = kyr.PyKyrSystem().GetInterfaceList()
-    params = iface.GetParameters()
-    scripted.calls()
-    return params
-
-
 def test_walk_from_the_root_over_every_level(params, scripted):
     def walk(category):
         tree = {}

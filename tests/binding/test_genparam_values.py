@@ -24,16 +24,6 @@ class Unprintable:
         raise RuntimeError("no str() form")
 
 
-@pytest.fixture
-def params(kyr, scripted):
-    scripted.interfaces("if0")
-    scripted.parameters(ARRAY, *FEATURES)
-    [iface] = kyr.PyKyrSystem().GetInterfaceList()
-    params = iface.GetParameters()
-    scripted.calls()
-    return params
-
-
 GETTERS = [
     ("GetIntegerValue", "Width", 640),
     ("GetFloatValue", "Gain", 1.5),
