@@ -14,6 +14,8 @@ def _text(value):
         return b"null"
     if isinstance(value, bool):
         return b"1" if value else b"0"
+    if isinstance(value, bytes):
+        return value
     return str(value).encode()
 
 
@@ -111,6 +113,7 @@ class Script:
             ("KyrScript_Free", [ctypes.c_void_p], None),
             ("KyrScript_WaitEntered", [ctypes.c_char_p, ctypes.c_int, ctypes.c_int], ctypes.c_int),
             ("KyrScript_LiveObjects", [], ctypes.c_int),
+            ("KyrScript_Misuses", [], ctypes.c_int),
         ):
             function = getattr(lib, name)
             function.argtypes = args
@@ -120,7 +123,7 @@ class Script:
         self._camera = None  # the scripted camera library, loaded on first use
 
     def reset(self):
-        """Forgets every answer and the log."""
+        """Forgets every answer, the log and the uses after release."""
         self._lib.KyrScript_Reset()
 
     def answer(self, key, value):
@@ -176,6 +179,10 @@ class Script:
     def live_objects(self):
         """Objects handed to the binding that it has not released yet."""
         return self._lib.KyrScript_LiveObjects()
+
+    def misuses(self):
+        """Calls that reached a platform object after its release, since the reset."""
+        return self._lib.KyrScript_Misuses()
 
     def fire_event(self, device, event_id, data=b"", timeout=5.0):
         """Has the open device `device` deliver an event on its own thread and

@@ -8,6 +8,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <set>
 #include <vector>
 
 namespace Scripted {
@@ -22,6 +23,8 @@ struct State {
     std::vector<std::string> log;
     std::vector<std::string> history;  // every call since the reset, for the barriers
     int liveObjects = 0;
+    std::set<std::string> retired;
+    int misuses = 0;
 };
 
 State &state()
@@ -35,12 +38,37 @@ State &state()
 void record(const std::string &call)
 {
     State &s = state();
+    bool released = false;
     {
         std::lock_guard<std::mutex> lock(s.mutex);
         s.log.push_back(call);
         s.history.push_back(call);
+        released = s.retired.count(call.substr(0, call.find_first_of("./"))) > 0;
     }
     s.entered.notify_all();
+    if (released)
+        misuse(call);
+}
+
+void retire(const std::string &object)
+{
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().retired.insert(object);
+}
+
+void revive(const std::string &object)
+{
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().retired.erase(object);
+}
+
+void misuse(const std::string &call)
+{
+    {
+        std::lock_guard<std::mutex> lock(state().mutex);
+        ++state().misuses;
+    }
+    std::fprintf(stderr, "scripted: used after release: %s\n", call.c_str());
 }
 
 std::optional<std::string> answer(std::initializer_list<std::string> keys)
@@ -118,6 +146,8 @@ void KyrScript_Reset()
     state().pushed.clear();
     state().log.clear();
     state().history.clear();
+    state().retired.clear();
+    state().misuses = 0;
 }
 
 void KyrScript_Set(const char *key, const char *value)
@@ -176,4 +206,10 @@ int KyrScript_LiveObjects()
 {
     std::lock_guard<std::mutex> lock(state().mutex);
     return state().liveObjects;
+}
+
+int KyrScript_Misuses()
+{
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().misuses;
 }

@@ -41,11 +41,22 @@ KYRSCRIPT_API bool answerIsNull(std::initializer_list<std::string> keys);
 KYRSCRIPT_API void objectCreated();
 KYRSCRIPT_API void objectReleased();
 
+// Released objects are not freed but kept as they are, so that a caller that
+// reaches one again is caught instead of reading freed memory: from retire()
+// on, every call recorded on `object` (or on a feature of it, "object/...")
+// counts as a use after release, until an object of that name is made again
+// (revive). Such a use is written to stderr and counted (KyrScript_Misuses).
+KYRSCRIPT_API void retire(const std::string &object);
+KYRSCRIPT_API void revive(const std::string &object);
+// Counts `call` as a use after release, for objects that log no calls.
+KYRSCRIPT_API void misuse(const std::string &call);
+
 } // namespace Scripted
 
 extern "C" {
 
-// Forgets every answer, the log and the entry counts. Objects stay as they are.
+// Forgets every answer, the log, the entry counts and the uses after release.
+// Objects stay as they are.
 KYRSCRIPT_API void KyrScript_Reset();
 KYRSCRIPT_API void KyrScript_Set(const char *key, const char *value);
 KYRSCRIPT_API void KyrScript_Push(const char *key, const char *value);
@@ -60,5 +71,7 @@ KYRSCRIPT_API void KyrScript_Free(char *text);
 KYRSCRIPT_API int KyrScript_WaitEntered(const char *prefix, int count, int timeoutMs);
 // Objects made for a caller and not yet released by it.
 KYRSCRIPT_API int KyrScript_LiveObjects();
+// Calls that reached a released object since the last reset.
+KYRSCRIPT_API int KyrScript_Misuses();
 
 } // extern "C"

@@ -51,27 +51,45 @@ std::string addressOf(int64_t address)
 
 ScriptedDevice::ScriptedDevice(std::string name)
     : name_(std::move(name))
+    , events_(std::make_unique<ScriptedEvents>())
 {
     objectCreated();
+    revive(name_);
     OpenDevices &devices = openDevices();
     std::lock_guard<std::mutex> lock(devices.mutex);
-    devices.hubs[name_] = events_.hub();
+    devices.hubs[name_] = events_->hub();
 }
 
-ScriptedDevice::~ScriptedDevice()
-{
-    OpenDevices &devices = openDevices();
-    std::lock_guard<std::mutex> lock(devices.mutex);
-    const auto found = devices.hubs.find(name_);
-    if (found != devices.hubs.end() && found->second == events_.hub())
-        devices.hubs.erase(found);
-}
+ScriptedDevice::~ScriptedDevice() = default;
 
 void ScriptedDevice::Release() noexcept
 {
     record(name_ + ".Release()");
+    std::vector<ScriptedStream *> streams;
+    std::vector<std::string> arrays;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!events_)
+            return;
+        streams.swap(streams_);
+        arrays.swap(arrays_);
+    }
+    for (ScriptedStream *stream : streams) {
+        if (stream->close())
+            objectReleased();
+    }
+    {
+        OpenDevices &devices = openDevices();
+        std::lock_guard<std::mutex> lock(devices.mutex);
+        const auto found = devices.hubs.find(name_);
+        if (found != devices.hubs.end() && found->second == events_->hub())
+            devices.hubs.erase(found);
+    }
+    events_.reset();
+    retire(name_);
+    for (const std::string &array : arrays)
+        retire(array);
     objectReleased();
-    delete this;
 }
 
 // Answers: the name of the device info; the device's own name by default.
@@ -91,11 +109,14 @@ uint32_t ScriptedDevice::GetNumStreams() noexcept
 KyrCam::Stream *ScriptedDevice::openStream(const std::string &key, int64_t index)
 {
     const std::optional<std::string> named = answer({ key });
-    if (named)
-        return *named == "null" ? nullptr : new ScriptedStream(*named);
-    if (index < 0 || index >= answerInt({ name_ + ".GetNumStreams" }, 1))
+    if (named && *named == "null")
         return nullptr;
-    return new ScriptedStream(name_ + "-stream" + std::to_string(index));
+    if (!named && (index < 0 || index >= answerInt({ name_ + ".GetNumStreams" }, 1)))
+        return nullptr;
+    auto *stream = new ScriptedStream(named.value_or(name_ + "-stream" + std::to_string(index)));
+    std::lock_guard<std::mutex> lock(mutex_);
+    streams_.push_back(stream);
+    return stream;
 }
 
 // Answers: the stream's name, or "null" for none; by default
@@ -157,8 +178,8 @@ KyrCamErr ScriptedDevice::RegisterEvent(uint32_t eventId, KyrCam::EventCallback 
 {
     record(name_ + ".RegisterEvent(" + std::to_string(eventId) + ")");
     const auto code = static_cast<KyrCamErr>(answerInt({ name_ + ".RegisterEvent" }, KyrCam::kOk));
-    if (code == KyrCam::kOk)
-        events_.add(eventId, callback, context);
+    if (code == KyrCam::kOk && events_)
+        events_->add(eventId, callback, context);
     return code;
 }
 
@@ -167,7 +188,7 @@ KyrCamErr ScriptedDevice::RegisterEvent(uint32_t eventId, KyrCam::EventCallback 
 KyrCamErr ScriptedDevice::UnRegisterEvent(uint32_t eventId, KyrCam::EventCallback callback, void *context) noexcept
 {
     record(name_ + ".UnRegisterEvent(" + std::to_string(eventId) + ")");
-    const KyrCamErr natural = events_.remove(eventId, callback, context);
+    const KyrCamErr natural = events_ ? events_->remove(eventId, callback, context) : KyrCam::kErrInvalidParameter;
     return static_cast<KyrCamErr>(answerInt({ name_ + ".UnRegisterEvent" }, natural));
 }
 
@@ -177,7 +198,11 @@ KyrGenParam::Array *ScriptedDevice::parameters(const std::string &key, const std
     const std::optional<std::string> named = answer({ key });
     if (named && *named == "null")
         return nullptr;
-    return arrayNamed(named.value_or(defaultName));
+    const std::string array = named.value_or(defaultName);
+    revive(array);
+    std::lock_guard<std::mutex> lock(mutex_);
+    arrays_.push_back(array);
+    return arrayNamed(array);
 }
 
 // Answers: the array's name, or "null" for none; "<device>-transport" by

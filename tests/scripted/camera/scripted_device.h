@@ -6,13 +6,19 @@
 // read back what was written (0 where nothing was). Each device owns an event
 // thread; tests fire events at a device by name (KyrScriptCam_FireEvent).
 //
+// Release closes the streams the device opened that are still open, as the
+// library does, stops the event thread and retires the device and the arrays
+// it handed out (script.h).
+//
 // Threads: any thread; event callbacks run on the device's event thread.
 #pragma once
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include <camera/KyrCamApi.h>
 
@@ -52,7 +58,9 @@ private:
     const std::string name_;
     std::mutex mutex_;
     std::map<int64_t, uint8_t> registers_;
-    ScriptedEvents events_;
+    std::vector<class ScriptedStream *> streams_;  // opened here, under mutex_
+    std::vector<std::string> arrays_;              // handed out, under mutex_
+    std::unique_ptr<ScriptedEvents> events_;       // none once released
 };
 
 // Opens a device for the script key `key` ("KyrCam_CreateDevice",

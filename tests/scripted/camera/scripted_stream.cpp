@@ -19,6 +19,10 @@ constexpr uint8_t kFiller = 0xEE;
 constexpr uint64_t kForever = ~uint64_t{ 0 };
 // Longer waits than this are waits without limit (a year, in milliseconds).
 constexpr uint64_t kLongestWait = 365ull * 24 * 3600 * 1000;
+// What one stream allocates at the most, so that no test or fuzzer can take
+// the machine's memory.
+constexpr int64_t kMaxBufferSize = 64 << 20;
+constexpr int64_t kMaxBuffers = 1024;
 
 bool parseUnsigned(const std::string &text, uint64_t &value)
 {
@@ -153,73 +157,115 @@ bool ScriptedBuffer::deliver(const Frame &frame)
     return true;
 }
 
+void ScriptedBuffer::retire()
+{
+    retired_ = true;
+    delivered_ = false;
+    std::vector<uint8_t>().swap(memory_);
+}
+
+bool ScriptedBuffer::gone(const char *getter) const
+{
+    if (retired_)
+        misuse("buffer" + std::to_string(index_) + "." + getter + "()");
+    return retired_;
+}
+
 KyrImage *ScriptedBuffer::GetImage() noexcept
 {
+    if (gone("GetImage"))
+        return nullptr;
     return delivered_ ? &image_ : nullptr;
 }
 
 uint8_t *ScriptedBuffer::GetBufferPtr() noexcept
 {
+    if (gone("GetBufferPtr"))
+        return nullptr;
     return memory_.data();
 }
 
 uint64_t ScriptedBuffer::GetImageOffset() noexcept
 {
+    if (gone("GetImageOffset"))
+        return 0;
     return frame_.offset;
 }
 
 uint64_t ScriptedBuffer::GetBufferSize() noexcept
 {
+    if (gone("GetBufferSize"))
+        return 0;
     return frame_.size;
 }
 
 uint64_t ScriptedBuffer::GetPixelFormat() noexcept
 {
+    if (gone("GetPixelFormat"))
+        return 0;
     return frame_.pixelType;
 }
 
 uint64_t ScriptedBuffer::GetFrameID() noexcept
 {
+    if (gone("GetFrameID"))
+        return 0;
     return frame_.frameId;
 }
 
 uint64_t ScriptedBuffer::GetTimestamp() noexcept
 {
+    if (gone("GetTimestamp"))
+        return 0;
     return frame_.timestamp;
 }
 
 bool ScriptedBuffer::IsIncomplete() noexcept
 {
+    if (gone("IsIncomplete"))
+        return true;
     return frame_.incomplete;
 }
 
 uint32_t ScriptedBuffer::GetWidth() noexcept
 {
+    if (gone("GetWidth"))
+        return 0;
     return frame_.width;
 }
 
 uint32_t ScriptedBuffer::GetHeight() noexcept
 {
+    if (gone("GetHeight"))
+        return 0;
     return frame_.height;
 }
 
 int32_t ScriptedBuffer::GetXOffset() noexcept
 {
+    if (gone("GetXOffset"))
+        return 0;
     return frame_.xOffset;
 }
 
 int32_t ScriptedBuffer::GetYOffset() noexcept
 {
+    if (gone("GetYOffset"))
+        return 0;
     return frame_.yOffset;
 }
 
 int32_t ScriptedBuffer::GetXPadding() noexcept
 {
+    if (gone("GetXPadding"))
+        return 0;
     return frame_.xPadding;
 }
 
 int32_t ScriptedBuffer::GetYPadding() noexcept
 {
+    if (gone("GetYPadding"))
+        return 0;
     return frame_.yPadding;
 }
 
@@ -229,9 +275,41 @@ ScriptedStream::ScriptedStream(std::string name)
     objectCreated();
 }
 
+void ScriptedStream::logCall(const std::string &call)
+{
+    record(call);
+    if (closed_)
+        misuse(call);
+}
+
+bool ScriptedStream::close()
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (closed_)
+        return false;
+    closed_ = true;
+    acquiring_ = false;
+    if (waiters_ > 0)
+        ++cancels_;
+    cancelled_.notify_all();
+    cancelled_.wait(lock, [this] { return waiters_ == 0; });
+    retireBuffers();
+    return true;
+}
+
+void ScriptedStream::retireBuffers()
+{
+    queue_.clear();
+    for (auto &buffer : buffers_) {
+        buffer->retire();
+        retired_.push_back(std::move(buffer));
+    }
+    buffers_.clear();
+}
+
 KyrCamErr ScriptedStream::reply(const std::string &op, const std::string &call, KyrCamErr natural)
 {
-    record(name_ + "." + call);
+    logCall(name_ + "." + call);
     return static_cast<KyrCamErr>(answerInt({ name_ + "." + op }, natural));
 }
 
@@ -259,40 +337,40 @@ ScriptedBuffer *ScriptedStream::announce(int64_t size)
     return buffers_.back().get();
 }
 
-// Frees the handle; a GetBuffer still waiting on another thread must have
-// ended first.
+// Ends a GetBuffer still waiting on another thread, waits for it to leave,
+// then retires the stream and its buffers.
 void ScriptedStream::Release() noexcept
 {
-    record(name_ + ".Release()");
-    objectReleased();
-    delete this;
+    logCall(name_ + ".Release()");
+    if (close())
+        objectReleased();
 }
 
 // Answers: the size; 4096 by default.
 int64_t ScriptedStream::GetBufferSize() noexcept
 {
-    record(name_ + ".GetBufferSize()");
+    logCall(name_ + ".GetBufferSize()");
     return answerInt({ name_ + ".GetBufferSize" }, 4096);
 }
 
 // Answers: the alignment; 1 by default.
 int64_t ScriptedStream::GetBufferAlignment() noexcept
 {
-    record(name_ + ".GetBufferAlignment()");
+    logCall(name_ + ".GetBufferAlignment()");
     return answerInt({ name_ + ".GetBufferAlignment" }, 1);
 }
 
 // Answers: the count; 2 by default.
 int64_t ScriptedStream::GetMinNumBuffers() noexcept
 {
-    record(name_ + ".GetMinNumBuffers()");
+    logCall(name_ + ".GetMinNumBuffers()");
     return answerInt({ name_ + ".GetMinNumBuffers" }, 2);
 }
 
 // Answers: the count; by default the buffers really queued.
 int64_t ScriptedStream::GetBufferQueueSize() noexcept
 {
-    record(name_ + ".GetBufferQueueSize()");
+    logCall(name_ + ".GetBufferQueueSize()");
     int64_t size = 0;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -348,15 +426,17 @@ KyrCamErr ScriptedStream::FlushBuffers(int32_t mode) noexcept
 KyrCamErr ScriptedStream::AllocBufferQueue(void *userData, int64_t count) noexcept
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    const KyrCamErr natural = count < 1 ? KyrCam::kErrInvalidParameter
-                              : !buffers_.empty() ? KyrCam::kErrResourceInUse
-                                                  : KyrCam::kOk;
+    const KyrCamErr natural = count < 1 || count > kMaxBuffers ? KyrCam::kErrInvalidParameter
+                              : !buffers_.empty()                ? KyrCam::kErrResourceInUse
+                                                                 : KyrCam::kOk;
     const std::string call = std::string("AllocBufferQueue(") + (userData ? "data" : "null") + ", " +
                              std::to_string(count) + ")";
     const KyrCamErr code = reply("AllocBufferQueue", call, natural);
     if (code != KyrCam::kOk)
         return code;
     const int64_t size = answerInt({ name_ + ".GetBufferSize" }, 4096);
+    if (size > kMaxBufferSize)
+        return KyrCam::kErrOutOfMemory;
     for (int64_t i = 0; i < count; ++i) {
         ScriptedBuffer *buffer = announce(size);
         if (!buffer) {
@@ -374,10 +454,8 @@ KyrCamErr ScriptedStream::ReleaseBufferQueue() noexcept
     std::lock_guard<std::mutex> lock(mutex_);
     const KyrCamErr code = reply("ReleaseBufferQueue", "ReleaseBufferQueue()",
                                  acquiring_ ? KyrCam::kErrBusy : KyrCam::kOk);
-    if (code == KyrCam::kOk) {
-        queue_.clear();
-        buffers_.clear();
-    }
+    if (code == KyrCam::kOk)
+        retireBuffers();
     return code;
 }
 
@@ -385,7 +463,7 @@ KyrCamErr ScriptedStream::CancelBuffer() noexcept
 {
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        record(name_ + ".CancelBuffer()");
+        logCall(name_ + ".CancelBuffer()");
         if (waiters_ > 0)
             ++cancels_;
     }
@@ -416,8 +494,11 @@ KyrCamErr ScriptedStream::RevokeBuffer(KyrCam::Buffer *buffer) noexcept
                                  own ? KyrCam::kOk : KyrCam::kErrInvalidBuffer);
     if (code == KyrCam::kOk && own) {
         queue_.erase(std::remove(queue_.begin(), queue_.end(), own), queue_.end());
-        buffers_.erase(std::find_if(buffers_.begin(), buffers_.end(),
-                                    [own](const std::unique_ptr<ScriptedBuffer> &b) { return b.get() == own; }));
+        const auto found = std::find_if(buffers_.begin(), buffers_.end(),
+                                        [own](const std::unique_ptr<ScriptedBuffer> &b) { return b.get() == own; });
+        own->retire();
+        retired_.push_back(std::move(*found));
+        buffers_.erase(found);
     }
     return code;
 }
@@ -429,7 +510,11 @@ KyrCamErr ScriptedStream::waitForCancel(uint64_t timeoutMs, const std::string &c
     ++waiters_;
     // Logged once the wait can be cancelled, so that a test that waits for
     // the call to enter may cancel it at once.
-    record(call);
+    logCall(call);
+    if (closed_) {
+        --waiters_;
+        return KyrCam::kErrAbort;
+    }
     const auto cancelled = [&] { return cancels_ != seen; };
     bool ended = true;
     if (timeoutMs >= kLongestWait)
@@ -437,6 +522,7 @@ KyrCamErr ScriptedStream::waitForCancel(uint64_t timeoutMs, const std::string &c
     else
         ended = cancelled_.wait_for(lock, std::chrono::milliseconds(timeoutMs), cancelled);
     --waiters_;
+    cancelled_.notify_all();
     return ended ? KyrCam::kErrAbort : KyrCam::kErrTimeout;
 }
 
@@ -454,7 +540,7 @@ KyrCam::Buffer *ScriptedStream::GetBuffer(uint64_t timeoutMs, KyrCamErr *err) no
         *err = waitForCancel(timeoutMs, name_ + "." + call);
         return nullptr;
     }
-    record(name_ + "." + call);
+    logCall(name_ + "." + call);
     if (*frameText == "null") {
         *err = static_cast<KyrCamErr>(answerInt({ key + ".err" }, KyrCam::kErrTimeout));
         return nullptr;
@@ -484,7 +570,7 @@ KyrCam::Buffer *ScriptedStream::GetBuffer(uint64_t timeoutMs, KyrCamErr *err) no
 KyrCam::Buffer *ScriptedStream::CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    record(name_ + ".CreateBuffer(" + std::to_string(size) + ", " + (userData ? "data" : "null") + ")");
+    logCall(name_ + ".CreateBuffer(" + std::to_string(size) + ", " + (userData ? "data" : "null") + ")");
     const std::string key = name_ + ".CreateBuffer";
     if (answerIsNull({ key })) {
         *err = static_cast<KyrCamErr>(answerInt({ key + ".err" }, KyrCam::kErrOutOfMemory));
@@ -494,7 +580,7 @@ KyrCam::Buffer *ScriptedStream::CreateBuffer(int64_t size, void *userData, KyrCa
         *err = KyrCam::kErrInvalidParameter;
         return nullptr;
     }
-    ScriptedBuffer *buffer = announce(size);
+    ScriptedBuffer *buffer = size <= kMaxBufferSize ? announce(size) : nullptr;
     *err = buffer ? KyrCam::kOk : KyrCam::kErrOutOfMemory;
     return buffer;
 }

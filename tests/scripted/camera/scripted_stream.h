@@ -10,10 +10,16 @@
 // ypadding. `size` defaults to the length of `data`; the buffer memory holds
 // `offset` filler bytes (0xEE), then `data`, then zeros up to `size`.
 //
+// Released streams and freed buffers are kept: a call that reaches one counts
+// as a use after release (script.h). Releasing a stream, or the device
+// that opened it, first ends a GetBuffer waiting on it, as the library does.
+// Buffers are at most kMaxBufferSize bytes, queues at most kMaxBuffers.
+//
 // Threads: a stream answers from any thread; a GetBuffer may wait on one thread
-// while another calls CancelBuffer. Buffer getters are not logged.
+// while another calls CancelBuffer or Release. Buffer getters are not logged.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -55,6 +61,9 @@ public:
     // Puts `frame` into the buffer's memory and description; false when
     // there is no memory for it.
     bool deliver(const Frame &frame);
+    // Freed, as far as callers go: its memory is gone and every later call
+    // counts as a use after release.
+    void retire();
 
     KyrImage *GetImage() noexcept override;
     uint8_t *GetBufferPtr() noexcept override;
@@ -74,11 +83,15 @@ public:
     ~ScriptedBuffer() override = default;
 
 private:
+    // True, with the use counted, once retired.
+    bool gone(const char *getter) const;
+
     int index_;
     std::vector<uint8_t> memory_;
     Frame frame_;
     KyrImage image_{};
     bool delivered_ = false;
+    bool retired_ = false;
 };
 
 class ScriptedStream : public KyrCam::Stream
@@ -86,6 +99,10 @@ class ScriptedStream : public KyrCam::Stream
 public:
     // Counts as an object the caller must release.
     explicit ScriptedStream(std::string name);
+
+    // Closes the stream as Release does, without the call of it; false when
+    // it was closed already.
+    bool close();
 
     void Release() noexcept override;
     int64_t GetBufferSize() noexcept override;
@@ -106,6 +123,8 @@ public:
 private:
     ~ScriptedStream() override = default;
 
+    // Records `call`, a use after release once closed.
+    void logCall(const std::string &call);
     // Records `call` and answers the code scripted under `op`, else `natural`.
     KyrCamErr reply(const std::string &op, const std::string &call, KyrCamErr natural);
     // The announced buffer behind `buffer`; null for a foreign one. Under mutex_.
@@ -115,16 +134,20 @@ private:
     ScriptedBuffer *announce(int64_t size);
     // Waits for CancelBuffer at most `timeoutMs`: kErrAbort or kErrTimeout.
     KyrCamErr waitForCancel(uint64_t timeoutMs, const std::string &call);
+    // Retires every announced buffer. Under mutex_.
+    void retireBuffers();
 
     const std::string name_;
     std::mutex mutex_;
-    std::condition_variable cancelled_;
+    std::condition_variable cancelled_;  // also: a waiter left
     int waiters_ = 0;
+    std::atomic<bool> closed_{ false };
     uint64_t cancels_ = 0;
     bool acquiring_ = false;
     int nextIndex_ = 0;
     std::vector<std::unique_ptr<ScriptedBuffer>> buffers_;  // announced
     std::deque<ScriptedBuffer *> queue_;                     // input queue
+    std::vector<std::unique_ptr<ScriptedBuffer>> retired_;   // freed, as callers see it
 };
 
 } // namespace Scripted
