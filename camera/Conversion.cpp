@@ -1,5 +1,8 @@
 #include "Conversion.h"
 
+#include <cstring>
+#include <string_view>
+
 namespace KyrCamPy {
 
 int64_t toInt64(const Py::Object &value)
@@ -46,6 +49,10 @@ std::string encodeUtf8(PyObject *text)
     const char *bytes = PyUnicode_AsUTF8AndSize(text, &size);
     if (!bytes)
         throw Py::Exception();
+    // The library reads C strings: a NUL would cut the text short without a
+    // word ("a\0b" saved as "a").
+    if (std::memchr(bytes, 0, static_cast<size_t>(size)))
+        throw Py::ValueError("embedded null character");
     return std::string(bytes, static_cast<size_t>(size));
 }
 
@@ -76,7 +83,13 @@ Py::Object takeReference(PyObject *object)
 
 Py::Object fromUtf8(const char *text)
 {
-    return Py::Object(PyUnicode_FromString(text), true);
+    return takeReference(PyUnicode_FromString(text ? text : ""));
+}
+
+Py::Object fromUtf8Replacing(const char *text)
+{
+    const std::string_view bytes(text ? text : "");
+    return takeReference(PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "replace"));
 }
 
 } // namespace KyrCamPy

@@ -25,14 +25,21 @@ double toDouble(const Py::Object &value);
 // The truth value of `value`, as `if value:` sees it.
 bool toBool(const Py::Object &value);
 
-// The str() form of any object, encoded as UTF-8 (strict).
+// The str() form of any object, encoded as UTF-8 (strict); ValueError when
+// it holds a NUL character, which the library's C strings cannot carry.
 std::string toUtf8(const Py::Object &value);
 
-// A Python str encoded as UTF-8 (strict); TypeError for anything else.
+// A Python str encoded as UTF-8 (strict); TypeError for anything else,
+// ValueError for a NUL in it.
 std::string strToUtf8(const Py::Object &value);
 
 // A native UTF-8 text as a Python str; UnicodeDecodeError when it is not UTF-8.
 Py::Object fromUtf8(const char *text);
+
+// The same, with every byte sequence that is not UTF-8 shown as U+FFFD: for
+// what devices tell about themselves, so that one camera with a bad serial
+// number neither hides the others nor becomes impossible to open.
+Py::Object fromUtf8Replacing(const char *text);
 
 // Takes over the new reference a Python C API call returned; when it returned
 // null, its pending error (MemoryError and the like) as a PyCXX exception.

@@ -2,6 +2,7 @@
 
 #include "Conversion.h"
 #include "ErrorReport.h"
+#include "Lifetime.h"
 #include "PyBuffer.h"
 #include "PyDataStream.h"
 #include "PyDevice.h"
@@ -231,16 +232,28 @@ Py::Object KyrCameraApiPy::factory_PyKyrSystem()
 Py::Object KyrCameraApiPy::PyKyrCreateDevice(const Py::Tuple &args)
 {
     KyrCam::DeviceInfo *info = nullptr;
+    Lifetime::Ref infoLifetime;
     if (args.length() >= 1) {
         if (!PyDeviceInfo::check(args[0])) {
             reportLine("Wrong DeviceInfo\n");
             return Py::None();
         }
-        info = static_cast<PyDeviceInfo *>(args[0].ptr())->cxx_getDevInfo();
+        const auto *wrapper = static_cast<PyDeviceInfo *>(args[0].ptr());
+        info = wrapper->cxx_getDevInfo();
+        infoLifetime = wrapper->lifetime();
+    }
+    KyrCamErr err = KyrCam::kOk;
+    KyrCam::Device *device = nullptr;
+    {
+        // Opening talks to the camera; the description it reads from cannot
+        // go away meanwhile.
+        NativeCall call(infoLifetime);
+        device = KyrCam_CreateDevice(info, KyrCam::kOpenControl, &err);
     }
     // A failed creation still gives a device wrapper, an invalid one; the code
     // stays in the module's last error.
-    return Py::asObject(new PyDevice(KyrCam_CreateDevice(info, KyrCam::kOpenControl, &lastError_)));
+    lastError_ = err;
+    return Py::asObject(new PyDevice(device));
 }
 
 Py::Object KyrCameraApiPy::PyCreateDisplay(const Py::Tuple &)

@@ -2,6 +2,7 @@
 
 #include "Conversion.h"
 #include "ErrorReport.h"
+#include "Lifetime.h"
 #include "PyImage.h"
 
 namespace KyrCamPy {
@@ -10,22 +11,6 @@ namespace {
 
 // Frames wider or higher than this are taken for garbage and requeued.
 constexpr uint32_t kMaxSide = 20480;
-
-// Releases the interpreter lock for its lifetime, so that other Python threads
-// run (and may cancel the wait) while the native stream waits. Nothing inside
-// its scope may touch a Python object.
-class InterpreterUnlocked
-{
-public:
-    InterpreterUnlocked() : state_(PyEval_SaveThread()) {}
-    ~InterpreterUnlocked() { PyEval_RestoreThread(state_); }
-
-    InterpreterUnlocked(const InterpreterUnlocked &) = delete;
-    InterpreterUnlocked &operator=(const InterpreterUnlocked &) = delete;
-
-private:
-    PyThreadState *state_;
-};
 
 Py::Object toPyInt(uint64_t value)
 {
@@ -39,25 +24,27 @@ Py::Object toPyInt(int32_t value)
 
 } // namespace
 
-PyBuffer::PyBuffer(KyrCam::Stream *stream)
+PyBuffer::PyBuffer(std::shared_ptr<StreamLink> link)
     : data_(Py::Tuple())
-    , stream_(stream)
+    , link_(std::move(link))
     , size_(Py::Long(0L))
     , width_(Py::Long(0L))
     , height_(Py::Long(0L))
 {
+    link_->attach(this);
 }
 
-PyBuffer::PyBuffer(KyrCam::Stream *stream, int64_t size)
-    : PyBuffer(stream)
+PyBuffer::PyBuffer(std::shared_ptr<StreamLink> link, int64_t size)
+    : PyBuffer(std::move(link))
 {
     size_ = Py::Long(static_cast<PY_LONG_LONG>(size));
-    if (!stream_) {
+    KyrCam::Stream *stream = link_->stream();
+    if (!stream) {
         reportLine("wrong dataStream\n");
         return;
     }
     KyrCamErr err = KyrCam::kOk;
-    buffer_ = stream_->CreateBuffer(size, nullptr, &err);
+    buffer_ = stream->CreateBuffer(size, nullptr, &err);
     if (!buffer_) {
         reportCode("wrong buffer. Error", err);
         return;
@@ -66,9 +53,15 @@ PyBuffer::PyBuffer(KyrCam::Stream *stream, int64_t size)
     height_ = Py::Long(static_cast<unsigned long>(buffer_->GetHeight()));
 }
 
+PyBuffer::~PyBuffer()
+{
+    link_->detach(this);
+}
+
 KyrCamErr PyBuffer::fill(const Py::Object &timeout)
 {
-    if (!stream_) {
+    KyrCam::Stream *stream = link_->stream();
+    if (!stream) {
         reportLine("wrong dataStream\n");
         return KyrCam::kErrUnknown;
     }
@@ -76,12 +69,26 @@ KyrCamErr PyBuffer::fill(const Py::Object &timeout)
     // which is the wait without limit; the OverflowError of that conversion is
     // deliberately left pending for the caller's interpreter to find.
     const auto timeoutMs = static_cast<uint64_t>(PyLong_AsLongLong(timeout.ptr()));
-    KyrCam::Stream *stream = stream_;
+    // The conversion may have run Python code that released the stream.
+    stream = link_->stream();
+    if (!stream) {
+        reportLine("wrong dataStream\n");
+        return KyrCam::kErrUnknown;
+    }
+    const uint64_t epoch = link_->epoch();
     KyrCamErr err = KyrCam::kOk;
     KyrCam::Buffer *buffer = nullptr;
     {
-        InterpreterUnlocked unlocked;
+        // Not counted on the stream's lifetime: releasing the stream ends
+        // this wait instead of waiting for it.
+        NativeCall wait;
         buffer = stream->GetBuffer(timeoutMs, &err);
+    }
+    if (buffer && (!link_->stream() || link_->epoch() != epoch)) {
+        // Another thread released the stream, its queue or a buffer while the
+        // lock was free: what came may be freed memory by now.
+        buffer = nullptr;
+        err = KyrCam::kErrAbort;
     }
     buffer_ = buffer;
     if (!buffer) {
@@ -107,27 +114,22 @@ KyrCamErr PyBuffer::fill(const Py::Object &timeout)
     return KyrCam::kOk;
 }
 
-void PyBuffer::forgetStream()
+void PyBuffer::forgetBuffer(KyrCam::Buffer *buffer)
 {
-    stream_ = nullptr;
-    buffer_ = nullptr;
-}
-
-void PyBuffer::forgetNativeBuffer()
-{
-    buffer_ = nullptr;
+    if (!buffer || buffer == buffer_)
+        buffer_ = nullptr;
 }
 
 KyrCam::Buffer *PyBuffer::nativeBuffer() const
 {
-    return buffer_;
+    return link_->stream() ? buffer_ : nullptr;
 }
 
 bool PyBuffer::holdsBuffer() const
 {
-    if (!buffer_)
+    if (!nativeBuffer())
         reportLine("wrong buffer\n");
-    return buffer_ != nullptr;
+    return nativeBuffer() != nullptr;
 }
 
 template <typename Value>
@@ -135,7 +137,7 @@ Py::Object PyBuffer::nativeInt(Value (KyrCam::Buffer::*getter)() noexcept) const
 {
     if (!holdsBuffer())
         return Py::Long(0L);
-    return toPyInt((buffer_->*getter)());
+    return toPyInt((nativeBuffer()->*getter)());
 }
 
 Py::Object PyBuffer::GetWidth()
@@ -157,7 +159,7 @@ Py::Object PyBuffer::GetImage()
 {
     if (!holdsBuffer())
         return Py::None();
-    return Py::asObject(new PyImage(buffer_->GetImage()));
+    return Py::asObject(new PyImage(buffer_->GetImage(), buffer_, link_));
 }
 
 Py::Object PyBuffer::IsIncomplete()

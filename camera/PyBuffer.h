@@ -8,32 +8,38 @@
 #include <CXX/Extensions.hxx>
 
 #include <cstdint>
+#include <memory>
 
 #include <camera/KyrCamApi.h>
+
+#include "StreamLink.h"
 
 namespace KyrCamPy {
 
 class KyrCameraApiPy;
 
-class PyBuffer : public Py::PythonExtension<PyBuffer>
+class PyBuffer : public Py::PythonExtension<PyBuffer>, public BufferUser
 {
 public:
-    // Bound to `stream`, without a native buffer until the first fill.
-    explicit PyBuffer(KyrCam::Stream *stream);
-    // Also announces a native buffer of `size` bytes on `stream`.
-    PyBuffer(KyrCam::Stream *stream, int64_t size);
+    // Bound to the stream of `link`, without a native buffer until the first
+    // fill.
+    explicit PyBuffer(std::shared_ptr<StreamLink> link);
+    // Also announces a native buffer of `size` bytes on the stream.
+    PyBuffer(std::shared_ptr<StreamLink> link, int64_t size);
+    ~PyBuffer() override;
 
     // Waits for the stream's next buffer with the interpreter lock released,
     // then takes the frame's pixels; a frame of impossible geometry or no bytes
     // goes straight back to the stream. 0, the native code, or kErrUnknown for
-    // a forgotten stream or a rejected frame. `timeout` is a Python int.
+    // a released stream or a rejected frame. A buffer delivered while another
+    // thread released the stream or freed buffers is not touched: kErrAbort.
+    // `timeout` is a Python int.
     KyrCamErr fill(const Py::Object &timeout);
-    // The stream was released, and its buffers with it: later fills report the
-    // missing stream and the getters the missing buffer, instead of using them.
-    void forgetStream();
-    // The native buffer was revoked or freed with the queue.
-    void forgetNativeBuffer();
 
+    void forgetBuffer(KyrCam::Buffer *buffer) override;
+
+    // The native buffer; null before the first frame and once it or its
+    // stream is gone.
     KyrCam::Buffer *nativeBuffer() const;
 
     Py::Object GetWidth();
@@ -61,7 +67,7 @@ private:
 
     Py::Object data_;  // the last frame's bytearray; an empty tuple before
     KyrCam::Buffer *buffer_ = nullptr;
-    KyrCam::Stream *stream_;
+    std::shared_ptr<StreamLink> link_;
     Py::Object size_;
     Py::Object width_;
     Py::Object height_;

@@ -26,8 +26,8 @@ PyBuffer *asBuffer(const Py::Object &object)
 
 } // namespace
 
-PyDataStream::PyDataStream(KyrCam::Stream *stream)
-    : stream_(stream)
+PyDataStream::PyDataStream(KyrCam::Stream *stream, const Lifetime::Ref &device)
+    : link_(std::make_shared<StreamLink>(stream, device))
     , bufferSize_(Py::Long(325546L))
     , minNumBuffers_(Py::Long(3L))
 {
@@ -51,26 +51,31 @@ bool PyDataStream::missingArg(const Py::Tuple &args, const char *message)
 
 Py::Object PyDataStream::GetBufferSize()
 {
-    if (stream_)
-        bufferSize_ = Py::Long(static_cast<PY_LONG_LONG>(stream_->GetBufferSize()));
+    if (KyrCam::Stream *native = stream())
+        bufferSize_ = Py::Long(static_cast<PY_LONG_LONG>(native->GetBufferSize()));
     return bufferSize_;
 }
 
 Py::Object PyDataStream::GetBufferAlignment()
 {
-    return Py::Long(static_cast<PY_LONG_LONG>(stream_ ? stream_->GetBufferAlignment() : 0));
+    KyrCam::Stream *native = stream();
+    return Py::Long(static_cast<PY_LONG_LONG>(native ? native->GetBufferAlignment() : 0));
 }
 
 Py::Object PyDataStream::GetMinNumBuffers()
 {
-    if (stream_)
-        minNumBuffers_ = Py::Long(static_cast<PY_LONG_LONG>(stream_->GetMinNumBuffers()));
+    if (KyrCam::Stream *native = stream())
+        minNumBuffers_ = Py::Long(static_cast<PY_LONG_LONG>(native->GetMinNumBuffers()));
     return minNumBuffers_;
 }
 
 Py::Object PyDataStream::StartAcquisition()
 {
-    return Py::Boolean(stream_ && stream_->StartAcquisition(kUnlimited, nullptr) == KyrCam::kOk);
+    KyrCam::Stream *native = stream();
+    if (!native)
+        return Py::False();
+    NativeCall unlocked(link_->lifetime());
+    return Py::Boolean(native->StartAcquisition(kUnlimited, nullptr) == KyrCam::kOk);
 }
 
 Py::Object PyDataStream::withMode(const Py::Tuple &args, const char *message,
@@ -79,7 +84,12 @@ Py::Object PyDataStream::withMode(const Py::Tuple &args, const char *message,
     if (missingArg(args, message))
         return Py::False();
     const auto mode = static_cast<int32_t>(toInt64(args[0]));
-    return Py::Boolean(stream_ && (stream_->*call)(mode) == KyrCam::kOk);
+    KyrCam::Stream *native = stream();
+    if (!native)
+        return Py::False();
+    // Stopping waits for the device; flushing is cheap but shares the path.
+    NativeCall unlocked(link_->lifetime());
+    return Py::Boolean((native->*call)(mode) == KyrCam::kOk);
 }
 
 Py::Object PyDataStream::StopAcquisition(const Py::Tuple &args)
@@ -91,17 +101,19 @@ Py::Object PyDataStream::CreateBuffer(const Py::Tuple &args)
 {
     if (missingArg(args, "Not enough actual args\n"))
         return Py::None();
-    if (!stream_) {
+    if (!stream()) {
         reportLine("wrong dataStream\n");
         return Py::None();
     }
-    buffer_ = Py::asObject(new PyBuffer(stream_, toInt64(args[0])));
+    // The buffer looks at the stream again after the size's conversion.
+    buffer_ = Py::asObject(new PyBuffer(link_, toInt64(args[0])));
     return buffer_;
 }
 
 Py::Object PyDataStream::GetBufferQueueSize()
 {
-    return Py::Long(static_cast<PY_LONG_LONG>(stream_ ? stream_->GetBufferQueueSize() : 0));
+    KyrCam::Stream *native = stream();
+    return Py::Long(static_cast<PY_LONG_LONG>(native ? native->GetBufferQueueSize() : 0));
 }
 
 Py::Object PyDataStream::QueueBuffer(const Py::Tuple &args)
@@ -109,9 +121,10 @@ Py::Object PyDataStream::QueueBuffer(const Py::Tuple &args)
     if (missingArg(args, "QueueBuffer not enough actual args\n"))
         return Py::False();
     PyBuffer *buffer = asBuffer(args[0]);
-    if (!buffer || !buffer->nativeBuffer() || !stream_)
+    KyrCam::Stream *native = stream();
+    if (!buffer || !buffer->nativeBuffer() || !native)
         return Py::False();
-    return Py::Boolean(stream_->QueueBuffer(buffer->nativeBuffer()) == KyrCam::kOk);
+    return Py::Boolean(native->QueueBuffer(buffer->nativeBuffer()) == KyrCam::kOk);
 }
 
 Py::Object PyDataStream::GetBuffer(const Py::Tuple &args)
@@ -139,23 +152,23 @@ Py::Object PyDataStream::FlushBuffers(const Py::Tuple &args)
 
 Py::Object PyDataStream::Release()
 {
-    if (stream_) {
-        stream_->Release();
-        stream_ = nullptr;
-        if (PyBuffer *buffer = asBuffer(buffer_))
-            buffer->forgetStream();
-    }
+    link_->release();
     return Py::None();
 }
 
 Py::Object PyDataStream::RevokeBuffer(const Py::Tuple &args)
 {
-    if (missingArg(args, "RevokeBuffer not enough actual args\n") || !stream_)
+    if (missingArg(args, "RevokeBuffer not enough actual args\n"))
         return Py::False();
     PyBuffer *buffer = asBuffer(args[0]);
-    if (!buffer || stream_->RevokeBuffer(buffer->nativeBuffer()) != KyrCam::kOk)
+    KyrCam::Stream *native = stream();
+    if (!native || !buffer)
         return Py::False();
-    buffer->forgetNativeBuffer();
+    KyrCam::Buffer *revoked = buffer->nativeBuffer();
+    if (native->RevokeBuffer(revoked) != KyrCam::kOk)
+        return Py::False();
+    link_->buffersFreed(revoked);
+    buffer->forgetBuffer(revoked);
     return Py::True();
 }
 
@@ -164,24 +177,28 @@ Py::Object PyDataStream::AllocBufferQueue(const Py::Tuple &args)
     if (missingArg(args, "AllocBufferQueue not enough actual args\n"))
         return Py::False();
     const int64_t count = toInt64(args[0]);
-    if (!stream_ || stream_->AllocBufferQueue(nullptr, count) != KyrCam::kOk)
+    KyrCam::Stream *native = stream();
+    if (!native || native->AllocBufferQueue(nullptr, count) != KyrCam::kOk)
         return Py::False();
-    buffer_ = Py::asObject(new PyBuffer(stream_));
+    buffer_ = Py::asObject(new PyBuffer(link_));
     return Py::True();
 }
 
 Py::Object PyDataStream::ReleaseBufferQueue()
 {
-    if (!stream_ || stream_->ReleaseBufferQueue() != KyrCam::kOk)
+    // Under the interpreter lock: no other thread may read a buffer while the
+    // library frees it.
+    KyrCam::Stream *native = stream();
+    if (!native || native->ReleaseBufferQueue() != KyrCam::kOk)
         return Py::False();
-    if (PyBuffer *buffer = asBuffer(buffer_))
-        buffer->forgetNativeBuffer();
+    link_->buffersFreed(nullptr);
     return Py::True();
 }
 
 Py::Object PyDataStream::CancelBuffer()
 {
-    return Py::Boolean(stream_ && stream_->CancelBuffer() == KyrCam::kOk);
+    KyrCam::Stream *native = stream();
+    return Py::Boolean(native && native->CancelBuffer() == KyrCam::kOk);
 }
 
 Py::Object PyDataStream::GetLastError()

@@ -5,7 +5,12 @@
 
 #include <CXX/Extensions.hxx>
 
+#include <memory>
+
 #include <camera/KyrCamApi.h>
+
+#include "Lifetime.h"
+#include "StreamLink.h"
 
 namespace KyrCamPy {
 
@@ -15,8 +20,9 @@ class PyBuffer;
 class PyDataStream : public Py::PythonExtension<PyDataStream>
 {
 public:
-    // `stream` is not null: the device makes no wrapper without one.
-    explicit PyDataStream(KyrCam::Stream *stream);
+    // `stream` is not null: the device makes no wrapper without one. It is
+    // gone when `device` ends, or with Release.
+    PyDataStream(KyrCam::Stream *stream, const Lifetime::Ref &device);
 
     // The flush modes as integer attributes, then the methods.
     Py::Object getattr(const char *name) override;
@@ -47,7 +53,10 @@ private:
     // The stop or flush call with the mode in args[0].
     Py::Object withMode(const Py::Tuple &args, const char *message, KyrCamErr (KyrCam::Stream::*call)(int32_t) noexcept);
 
-    KyrCam::Stream *stream_;
+    // The native stream, null once released, and the buffers borrowed from it.
+    KyrCam::Stream *stream() const { return link_->stream(); }
+
+    const std::shared_ptr<StreamLink> link_;
     Py::Object buffer_;         // the stream's one PyBuffer, or None
     Py::Object bufferSize_;     // last answer of GetBufferSize
     Py::Object minNumBuffers_;  // last answer of GetMinNumBuffers

@@ -26,37 +26,38 @@ uint32_t low32Of(const Py::Object &value)
     return static_cast<uint32_t>(toUint64(value));
 }
 
-// A new PyDataStream over `stream`, or None after "Wrong data_stream".
-Py::Object wrapStream(KyrCam::Stream *stream)
+// A new PyDataStream over `stream` of the device of `lifetime`, or None after
+// "Wrong data_stream".
+Py::Object wrapStream(KyrCam::Stream *stream, const Lifetime::Ref &lifetime)
 {
     if (!stream) {
         reportLine("Wrong data_stream\n");
         return Py::None();
     }
-    return Py::asObject(new PyDataStream(stream));
+    return Py::asObject(new PyDataStream(stream, lifetime));
 }
 
 } // namespace
 
 PyDevice::PyDevice(KyrCam::Device *device)
     : eventId_(Py::Long(0L))
-    , device_(device)
+    , device_(device, Lifetime::make())
     , numStreams_(Py::Long(0L))
 {
-    if (!device_)
+    if (!device)
         return;
-    info_ = Py::asObject(new PyDeviceInfo(device_->GetInfo()));
-    numStreams_ = Py::Long(static_cast<long>(static_cast<int32_t>(device_->GetNumStreams())));
+    info_ = Py::asObject(new PyDeviceInfo(device->GetInfo(), device_.lifetime()));
+    numStreams_ = Py::Long(static_cast<long>(static_cast<int32_t>(device->GetNumStreams())));
     // Both queries report through the last error, so it ends up holding the
     // transport query's code.
-    cameraParameters_ = parameters(device_->GetCameraParameters(&lastError_), "Get camera parameters");
-    transportParameters_ = parameters(device_->GetTransportParameters(&lastError_), "Get transport parameters");
+    cameraParameters_ = parameters(device->GetCameraParameters(&lastError_), "Get camera parameters");
+    transportParameters_ = parameters(device->GetTransportParameters(&lastError_), "Get transport parameters");
 }
 
 Py::Object PyDevice::parameters(KyrGenParam::Array *array, const char *what)
 {
     if (array && lastError_ == KyrCam::kOk)
-        return Py::asObject(new KyrGenParamPy::PyGenParams(array));
+        return Py::asObject(new KyrGenParamPy::PyGenParams(array, device_.lifetime()));
     reportError(what, lastError_);
     return Py::None();
 }
@@ -85,7 +86,8 @@ Py::Object PyDevice::GetInfo()
 
 Py::Object PyDevice::GetDisplayName()
 {
-    KyrCam::DeviceInfo *info = device_ ? device_->GetInfo() : nullptr;
+    KyrCam::Device *native = device();
+    KyrCam::DeviceInfo *info = native ? native->GetInfo() : nullptr;
     if (!info)
         return Py::None();
     return fromUtf8(info->GetDisplayName());
@@ -103,21 +105,34 @@ Py::Object PyDevice::GetCameraParameters()
 
 Py::Object PyDevice::Release()
 {
-    if (device_) {
-        device_->Release();
-        device_ = nullptr;
+    KyrCam::Device *native = device();
+    if (!native)
+        return Py::None();
+    // From here on nothing handed out from the device reaches it; the calls
+    // other threads still run on it return first.
+    device_.lifetime()->end();
+    {
+        // Closing waits for the device and its streams' threads; the library
+        // ends GetBuffer waits on its streams first.
+        NativeCall call;
+        native->Release();
     }
+    // The library dropped the registrations with the device.
+    registeredIds_.clear();
+    eventHold_ = Py::None();
     return Py::None();
 }
 
 Py::Object PyDevice::IsValid()
 {
-    return Py::Boolean(device_ != nullptr);
+    return Py::Boolean(device() != nullptr);
 }
 
+// In this and the methods below, the arguments are converted before the
+// device is read: a conversion runs Python code, which may release it.
 Py::Object PyDevice::ReadMem(const Py::Tuple &args)
 {
-    if (args.length() < 2 || !device_) {
+    if (args.length() < 2 || !device()) {
         lastError_ = KyrCam::kErrNotEnoughArguments;
         return noTransfer();
     }
@@ -130,13 +145,21 @@ Py::Object PyDevice::ReadMem(const Py::Tuple &args)
     const Py::Object data = takeReference(PyBytes_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(size)));
     char *bytes = PyBytes_AS_STRING(data.ptr());
     bytes[0] = 0;
-    lastError_ = device_->ReadMem(address, bytes, size);
+    KyrCam::Device *native = device();
+    if (!native) {
+        lastError_ = KyrCam::kErrNotEnoughArguments;
+        return noTransfer();
+    }
+    {
+        NativeCall call(device_.lifetime());
+        lastError_ = native->ReadMem(address, bytes, size);
+    }
     return Py::TupleN(Py::Long(static_cast<long>(lastError_)), data);
 }
 
 Py::Object PyDevice::WriteMem(const Py::Tuple &args)
 {
-    if (args.length() < 2 || !device_) {
+    if (args.length() < 2 || !device()) {
         lastError_ = KyrCam::kErrNotEnoughArguments;
         return noTransfer();
     }
@@ -149,34 +172,67 @@ Py::Object PyDevice::WriteMem(const Py::Tuple &args)
     // and so on), not its raw bytes: the first `size` characters of it. Scripts
     // written against this module rely on it, so it stays.
     const std::string payload = toUtf8(data);
+    KyrCam::Device *native = device();
+    if (!native) {
+        lastError_ = KyrCam::kErrNotEnoughArguments;
+        return noTransfer();
+    }
     uint64_t written = 0;
-    lastError_ = device_->WriteMem(address, payload.data(), size, &written);
+    {
+        NativeCall call(device_.lifetime());
+        lastError_ = native->WriteMem(address, payload.data(), size, &written);
+    }
     const auto count = static_cast<long>(static_cast<int32_t>(written));
     return Py::TupleN(Py::Long(static_cast<long>(lastError_)), Py::Long(count));
 }
 
 Py::Object PyDevice::GetStreamByIndex(const Py::Tuple &args)
 {
-    if (args.length() < 1 || !device_) {
+    if (args.length() < 1 || !device()) {
         lastError_ = KyrCam::kErrNotEnoughArguments;
         return Py::None();
     }
-    return wrapStream(device_->GetStreamByIndex(low32Of(args[0])));
+    const uint32_t index = low32Of(args[0]);
+    KyrCam::Device *native = device();
+    if (!native) {
+        lastError_ = KyrCam::kErrNotEnoughArguments;
+        return Py::None();
+    }
+    KyrCam::Stream *stream = nullptr;
+    {
+        NativeCall call(device_.lifetime());
+        stream = native->GetStreamByIndex(index);
+    }
+    return wrapStream(stream, device_.lifetime());
 }
 
 Py::Object PyDevice::GetStreamById(const Py::Tuple &args)
 {
-    if (args.length() < 1 || !device_)
+    if (args.length() < 1 || !device())
         return Py::None();
-    return wrapStream(device_->GetStreamById(strToUtf8(args[0]).c_str()));
+    const std::string id = strToUtf8(args[0]);
+    KyrCam::Device *native = device();
+    if (!native)
+        return Py::None();
+    KyrCam::Stream *stream = nullptr;
+    {
+        NativeCall call(device_.lifetime());
+        stream = native->GetStreamById(id.c_str());
+    }
+    return wrapStream(stream, device_.lifetime());
 }
 
 Py::Object PyDevice::configuration(const Py::Tuple &args, KyrCamErr (KyrCam::Device::*call)(const char *) noexcept)
 {
-    if (args.length() < 1 || !device_)
+    if (args.length() < 1 || !device())
         return Py::False();
     const std::string path = strToUtf8(args[0]);
-    return Py::Boolean((device_->*call)(path.c_str()) == KyrCam::kOk);
+    KyrCam::Device *native = device();
+    if (!native)
+        return Py::False();
+    // A file of many features takes as many round trips to the device.
+    NativeCall unlocked(device_.lifetime());
+    return Py::Boolean((native->*call)(path.c_str()) == KyrCam::kOk);
 }
 
 Py::Object PyDevice::SaveConfiguration(const Py::Tuple &args)
@@ -194,26 +250,47 @@ Py::Object PyDevice::GetTransportParameters()
     return transportParameters_;
 }
 
+void PyDevice::holdForEvents()
+{
+    if (registeredIds_.empty())
+        eventHold_ = Py::None();
+    else if (eventHold_.isNone())
+        eventHold_ = Py::Object(this);  // a reference of its own
+}
+
 Py::Object PyDevice::RegisterEvent(const Py::Tuple &args)
 {
-    if (args.length() < 2 || !device_)
+    if (args.length() < 2 || !device())
         return Py::False();
     eventId_ = Py::Long(args[0]);
     // Not callable: TypeError, with the event id already replaced.
     eventCallable_ = Py::Callable(args[1]);
-    // The library's code is not kept: registration reports success regardless.
-    device_->RegisterEvent(low32Of(eventId_), &PyDevice::CameraCallback, this);
+    KyrCam::Device *native = device();
+    if (!native)
+        return Py::False();
+    const uint32_t id = low32Of(eventId_);
+    // The library's code is not answered: registration reports success
+    // regardless. It only tells whether the library now holds this wrapper.
+    if (native->RegisterEvent(id, &PyDevice::CameraCallback, this) == KyrCam::kOk)
+        registeredIds_.insert(id);
+    holdForEvents();
     return Py::True();
 }
 
 Py::Object PyDevice::UnRegisterEvent(const Py::Tuple &args)
 {
     // The second argument is required, though never read.
-    if (args.length() < 2 || !device_)
+    if (args.length() < 2 || !device())
         return Py::False();
     eventId_ = Py::Long(args[0]);
     eventCallable_ = Py::None();
-    device_->UnRegisterEvent(low32Of(eventId_), &PyDevice::CameraCallback, this);
+    KyrCam::Device *native = device();
+    if (!native)
+        return Py::False();
+    const uint32_t id = low32Of(eventId_);
+    native->UnRegisterEvent(id, &PyDevice::CameraCallback, this);
+    registeredIds_.erase(id);
+    holdForEvents();
     return Py::True();
 }
 

@@ -2,12 +2,18 @@
 // (fetched once, at construction), register access, streams, configuration
 // files and device events. Only Release gives the native device back; the
 // destructor drops the Python references only, so a device never released
-// stays open in the library.
+// stays open in the library. Release ends the device's lifetime: the streams,
+// parameters, buffers and description handed out from it then answer as for
+// a missing object.
 #pragma once
 
 #include <CXX/Extensions.hxx>
 
+#include <set>
+
 #include <camera/KyrCamApi.h>
+
+#include "Lifetime.h"
 
 namespace KyrCamPy {
 
@@ -24,7 +30,8 @@ public:
     // runs on the library's event thread, which holds the interpreter lock
     // around it, and calls the registered callable with (bytearray, size,
     // context). A Python exception leaves it as a PyCXX exception: the library
-    // catches it and drops the event.
+    // catches it and drops the event. The wrapper stays alive while the
+    // library holds a registration with it.
     static void CameraCallback(const void *data, unsigned long size, void *context);
 
     Py::Object GetInfo();
@@ -52,14 +59,21 @@ private:
     // "<what> error: <code> <text>" when it failed.
     Py::Object parameters(KyrGenParam::Array *array, const char *what);
     Py::Object configuration(const Py::Tuple &args, KyrCamErr (KyrCam::Device::*call)(const char *) noexcept);
+    // The native device; null once released.
+    KyrCam::Device *device() const { return device_.get(); }
+    // Keeps the wrapper, the context of the library's registrations, alive
+    // while it has any.
+    void holdForEvents();
 
     // One callable for every event id of this device; None when unregistered.
     Py::Object eventId_;
     Py::Object eventCallable_;
+    std::set<uint32_t> registeredIds_;
+    Py::Object eventHold_;  // the wrapper itself while registeredIds_ has any
     Py::Object info_;
     Py::Object cameraParameters_;
     Py::Object transportParameters_;
-    KyrCam::Device *device_;
+    Borrowed<KyrCam::Device> device_;
     Py::Object numStreams_;
     KyrCamErr lastError_ = KyrCam::kOk;
 };

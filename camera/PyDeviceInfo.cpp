@@ -7,19 +7,19 @@
 
 namespace KyrCamPy {
 
-PyDeviceInfo::PyDeviceInfo(KyrCam::DeviceInfo *info)
-    : info_(info)
+PyDeviceInfo::PyDeviceInfo(KyrCam::DeviceInfo *info, Lifetime::Ref lifetime)
+    : info_(info, std::move(lifetime))
     , model_(Py::String(""))
     , vendor_(Py::String(""))
     , version_(Py::String(""))
     , serialNumber_(Py::String(""))
 {
-    if (!info_)
+    if (!info)
         return;
-    model_ = fromUtf8(info_->GetModel());
-    vendor_ = fromUtf8(info_->GetVendor());
-    version_ = fromUtf8(info_->GetVersion());
-    serialNumber_ = fromUtf8(info_->GetSerialNumber());
+    model_ = fromUtf8Replacing(info->GetModel());
+    vendor_ = fromUtf8Replacing(info->GetVendor());
+    version_ = fromUtf8Replacing(info->GetVersion());
+    serialNumber_ = fromUtf8Replacing(info->GetSerialNumber());
 }
 
 void PyDeviceInfo::init_type()
@@ -42,8 +42,9 @@ void PyDeviceInfo::init_type()
 
 Py::Object PyDeviceInfo::GetInterface()
 {
-    if (interface_.isNone() && info_)
-        interface_ = Py::asObject(new PyDeviceInterface(info_->GetInterface()));
+    KyrCam::DeviceInfo *info = info_.get();
+    if (interface_.isNone() && info)
+        interface_ = Py::asObject(new PyDeviceInterface(info->GetInterface()));
     return interface_;
 }
 
@@ -71,29 +72,33 @@ Py::Object PyDeviceInfo::GetSerialNumber()
 // rather than letting the library dereference null.
 Py::Object PyDeviceInfo::GetDisplayName()
 {
-    if (!info_)
+    KyrCam::DeviceInfo *info = info_.get();
+    if (!info)
         return Py::None();
-    return fromUtf8(info_->GetDisplayName());
+    return fromUtf8Replacing(info->GetDisplayName());
 }
 
 Py::Object PyDeviceInfo::GetUserDefinedName()
 {
-    if (!info_)
+    KyrCam::DeviceInfo *info = info_.get();
+    if (!info)
         return Py::None();
-    return fromUtf8(info_->GetUserDefinedName());
+    return fromUtf8Replacing(info->GetUserDefinedName());
 }
 
 Py::Object PyDeviceInfo::GetAccessStatus()
 {
-    return Py::Long(info_ ? info_->GetAccessStatus() : 0);
+    KyrCam::DeviceInfo *info = info_.get();
+    return Py::Long(info ? info->GetAccessStatus() : 0);
 }
 
 Py::Object PyDeviceInfo::ipText(const char *(KyrCam::DeviceInfo::*getter)(KyrCamErr *) noexcept)
 {
-    if (!info_)
+    KyrCam::DeviceInfo *info = info_.get();
+    if (!info)
         return Py::None();
     KyrCamErr ignored = KyrCam::kOk;
-    return fromUtf8((info_->*getter)(&ignored));
+    return fromUtf8Replacing((info->*getter)(&ignored));
 }
 
 Py::Object PyDeviceInfo::GetIPAddress()
@@ -117,7 +122,8 @@ Py::Object PyDeviceInfo::GetIP()
     uint32_t address = 0;
     uint32_t mask = 0;
     uint32_t gateway = 0;
-    const bool ok = info_ && info_->GetIP(&address, &mask, &gateway) == KyrCam::kOk;
+    KyrCam::DeviceInfo *info = info_.get();
+    const bool ok = info && info->GetIP(&address, &mask, &gateway) == KyrCam::kOk;
     Py::Tuple result(4);
     result[0] = Py::Boolean(ok);
     result[1] = Py::Long(static_cast<unsigned long>(ok ? address : 0));
@@ -133,9 +139,12 @@ Py::Object PyDeviceInfo::ForceIP(const Py::Tuple &args)
     const std::string address = strToUtf8(args[0]);
     const std::string mask = strToUtf8(args[1]);
     const std::string gateway = strToUtf8(args[2]);
-    if (!info_)
+    KyrCam::DeviceInfo *info = info_.get();
+    if (!info)
         return Py::False();
-    return Py::Boolean(info_->ForceIP(address.c_str(), mask.c_str(), gateway.c_str()) == KyrCam::kOk);
+    // Waits for the device's acknowledge and a new enumeration.
+    NativeCall call(info_.lifetime());
+    return Py::Boolean(info->ForceIP(address.c_str(), mask.c_str(), gateway.c_str()) == KyrCam::kOk);
 }
 
 } // namespace KyrCamPy

@@ -6,19 +6,26 @@
 
 #include <camera/KyrCamApi.h>
 
+#include "Lifetime.h"
+
 namespace KyrCamPy {
 
 class PyDeviceInfo : public Py::PythonExtension<PyDeviceInfo>
 {
 public:
     // Reads model, vendor, version and serial number once; `info` is borrowed
-    // and may be null (the four read "").
-    explicit PyDeviceInfo(KyrCam::DeviceInfo *info);
+    // and may be null (the four read ""). An opened device's own description
+    // lives as long as the device (`lifetime`); one that an interface listed
+    // lives as long as the process (no lifetime). Texts that are not UTF-8 are
+    // decoded with U+FFFD in place of the bad bytes.
+    explicit PyDeviceInfo(KyrCam::DeviceInfo *info, Lifetime::Ref lifetime = nullptr);
 
     // Names the type and adds its methods.
     static void init_type();
 
-    KyrCam::DeviceInfo *cxx_getDevInfo() const { return info_; }
+    // The native description; null once its device was released.
+    KyrCam::DeviceInfo *cxx_getDevInfo() const { return info_.get(); }
+    const Lifetime::Ref &lifetime() const { return info_.lifetime(); }
 
     Py::Object GetInterface();
     Py::Object GetModel();
@@ -39,7 +46,7 @@ private:
     Py::Object ipText(const char *(KyrCam::DeviceInfo::*getter)(KyrCamErr *) noexcept);
 
     Py::Object interface_;  // built on first request, then the same object
-    KyrCam::DeviceInfo *info_;
+    Borrowed<KyrCam::DeviceInfo> info_;
     Py::Object model_;
     Py::Object vendor_;
     Py::Object version_;

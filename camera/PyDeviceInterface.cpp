@@ -4,6 +4,7 @@
 
 #include "Conversion.h"
 #include "ErrorReport.h"
+#include "Lifetime.h"
 #include "NativeList.h"
 #include "PyDeviceInfo.h"
 #include "genparam/PyGenParams.h"
@@ -47,7 +48,7 @@ PyDeviceInterface::PyDeviceInterface(KyrCam::Interface *iface)
         reportError("Get parameters", lastError_);
         return;
     }
-    parameters_ = Py::asObject(new KyrGenParamPy::PyGenParams(array));
+    parameters_ = Py::asObject(new KyrGenParamPy::PyGenParams(array, nullptr));
 }
 
 Py::Object PyDeviceInterface::getattr(const char *name)
@@ -79,7 +80,13 @@ Py::Object PyDeviceInterface::ReEnumerateDevices(const Py::Tuple &args)
     if (!iface_)
         return rescanResult(false, false);
     bool changed = false;
-    lastError_ = iface_->ReEnumerateDevices(&changed, timeout);
+    KyrCamErr err = KyrCam::kOk;
+    {
+        // Waits for the devices' answers, up to the timeout.
+        NativeCall call;
+        err = iface_->ReEnumerateDevices(&changed, timeout);
+    }
+    lastError_ = err;
     if (lastError_ != KyrCam::kOk)
         return rescanResult(false, false);
     return rescanResult(true, changed);

@@ -5,21 +5,32 @@
 
 #include <CXX/Extensions.hxx>
 
+#include <memory>
+
+#include "StreamLink.h"
+
 struct KyrImage;
 
 namespace KyrCamPy {
 
-class PyImage : public Py::PythonExtension<PyImage>
+class PyImage : public Py::PythonExtension<PyImage>, public BufferUser
 {
 public:
-    // `image` is borrowed from the buffer (null included): valid only until the
-    // buffer is queued again, revoked or released.
-    explicit PyImage(KyrImage *image);
+    // `image` is borrowed from `buffer` of the stream of `link` (null
+    // included): it shows whatever that buffer holds, and is gone once the
+    // buffer is revoked or freed with its queue or stream.
+    PyImage(KyrImage *image, KyrCam::Buffer *buffer, std::shared_ptr<StreamLink> link);
+    ~PyImage() override;
 
+    // The image; null once its buffer is gone.
     KyrImage *nativeImage() const;
+
+    void forgetBuffer(KyrCam::Buffer *buffer) override;
 
 private:
     KyrImage *image_;
+    KyrCam::Buffer *buffer_;
+    std::shared_ptr<StreamLink> link_;
 };
 
 } // namespace KyrCamPy

@@ -4,6 +4,7 @@
 
 #include "Conversion.h"
 #include "ErrorReport.h"
+#include "Lifetime.h"
 #include "NativeList.h"
 #include "PyDevice.h"
 #include "PyDeviceInterface.h"
@@ -57,7 +58,14 @@ Py::Object PyKyrSystem::CreateDeviceFromConfig(const Py::Tuple &args)
     if (!system_ || args.length() < 1)
         return Py::None();
     const std::string path = strToUtf8(args[0]);
-    KyrCam::Device *device = system_->CreateDeviceFromConfig(path.c_str(), &lastError_);
+    KyrCamErr err = KyrCam::kOk;
+    KyrCam::Device *device = nullptr;
+    {
+        // Finds the camera, opens it and applies the whole file.
+        NativeCall call;
+        device = system_->CreateDeviceFromConfig(path.c_str(), &err);
+    }
+    lastError_ = err;
     if (lastError_ != KyrCam::kOk || !device) {
         reportError("Create device from config", lastError_);
         return Py::None();
@@ -70,7 +78,13 @@ Py::Object PyKyrSystem::RegisterGenTLProvider(const Py::Tuple &args)
     if (!system_ || args.length() < 1)
         return Py::False();
     const std::string path = strToUtf8(args[0]);
-    lastError_ = system_->RegisterGenTLProvider(path.c_str());
+    KyrCamErr err = KyrCam::kOk;
+    {
+        // Loading a producer opens its transport layer.
+        NativeCall call;
+        err = system_->RegisterGenTLProvider(path.c_str());
+    }
+    lastError_ = err;
     if (lastError_ != KyrCam::kOk) {
         reportError("Register GenTL Provider", lastError_);
         return Py::False();

@@ -47,11 +47,11 @@ Py::Object textOf(KyrGenParam::Param *node, const char *(KyrGenParam::Param::*ge
     return KyrCamPy::fromUtf8((node->*getter)());
 }
 
-Py::Object wrapParam(KyrGenParam::Param *param)
+Py::Object wrapParam(KyrGenParam::Param *param, const KyrCamPy::Lifetime::Ref &lifetime)
 {
     if (param->GetType() == KyrGenParam::ParamCategory)
-        return Py::asObject(new PyGenParamCategory(dynamic_cast<KyrGenParam::Category *>(param)));
-    return Py::asObject(new PyGenParam(param));
+        return Py::asObject(new PyGenParamCategory(dynamic_cast<KyrGenParam::Category *>(param), lifetime));
+    return Py::asObject(new PyGenParam(param, lifetime));
 }
 
 } // namespace KyrGenParamPy

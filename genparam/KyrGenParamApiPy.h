@@ -9,6 +9,7 @@
 #include <camera/KyrGenParam.h>
 
 #include "camera/Conversion.h"
+#include "camera/Lifetime.h"
 
 namespace KyrGenParamPy {
 
@@ -58,6 +59,17 @@ Py::Object pairOf(Node *node, Value (Node::*getter)(KyrCamErr *) noexcept)
     return err == KyrCam::kOk ? Py::Object(okPair(toPython(value))) : Py::Object(failedPair());
 }
 
+// `(node->*setter)(value)`'s status, or `missing` when the feature is gone.
+// Callers convert the value from Python before this reads the feature: the
+// conversion runs Python code, which may have released its device.
+template <typename Node, typename Value>
+Py::Object setOf(const KyrCamPy::Borrowed<Node> &node, KyrCamErr (Node::*setter)(Value) noexcept, Value value,
+                 const Py::Object &missing)
+{
+    Node *native = node.get();
+    return native ? statusOf((native->*setter)(value)) : missing;
+}
+
 // A predicate of the common feature interface; False without a node.
 Py::Object predicateOf(KyrGenParam::Param *node, bool (KyrGenParam::Param::*predicate)() noexcept);
 
@@ -65,7 +77,8 @@ Py::Object predicateOf(KyrGenParam::Param *node, bool (KyrGenParam::Param::*pred
 Py::Object textOf(KyrGenParam::Param *node, const char *(KyrGenParam::Param::*getter)() noexcept);
 
 // A feature reached by index or by name: a PyGenParamCategory when its type is
-// ParamCategory, otherwise a plain PyGenParam (never a typed wrapper).
-Py::Object wrapParam(KyrGenParam::Param *param);
+// ParamCategory, otherwise a plain PyGenParam (never a typed wrapper). It
+// lives as long as `lifetime`.
+Py::Object wrapParam(KyrGenParam::Param *param, const KyrCamPy::Lifetime::Ref &lifetime);
 
 } // namespace KyrGenParamPy

@@ -12,8 +12,8 @@ constexpr int32_t kNoVisibility = 99;
 
 } // namespace
 
-PyGenParam::PyGenParam(KyrGenParam::Param *node)
-    : node_(node)
+PyGenParam::PyGenParam(KyrGenParam::Param *node, KyrCamPy::Lifetime::Ref lifetime)
+    : node_(node, std::move(lifetime))
 {
 }
 
@@ -37,73 +37,77 @@ void PyGenParam::init_type()
 
 Py::Object PyGenParam::GetNode()
 {
-    KyrGenParam::Node *node = node_ ? node_->GetNode() : nullptr;
+    KyrGenParam::Param *param = node_.get();
+    KyrGenParam::Node *node = param ? param->GetNode() : nullptr;
     if (!node)
         return Py::None();
-    return Py::asObject(new PyGenParamNode(node));
+    return Py::asObject(new PyGenParamNode(node, node_.lifetime()));
 }
 
 Py::Object PyGenParam::GetType()
 {
-    return Py::Long(node_ ? node_->GetType() : KyrGenParam::ParamUnknown);
+    KyrGenParam::Param *node = node_.get();
+    return Py::Long(node ? node->GetType() : KyrGenParam::ParamUnknown);
 }
 
 Py::Object PyGenParam::GetName()
 {
-    return textOf(node_, &KyrGenParam::Param::GetName);
+    return textOf(node_.get(), &KyrGenParam::Param::GetName);
 }
 
 Py::Object PyGenParam::GetToolTip()
 {
-    return textOf(node_, &KyrGenParam::Param::GetToolTip);
+    return textOf(node_.get(), &KyrGenParam::Param::GetToolTip);
 }
 
 Py::Object PyGenParam::GetDescription()
 {
-    return textOf(node_, &KyrGenParam::Param::GetDescription);
+    return textOf(node_.get(), &KyrGenParam::Param::GetDescription);
 }
 
 Py::Object PyGenParam::GetDisplayName()
 {
-    return textOf(node_, &KyrGenParam::Param::GetDisplayName);
+    return textOf(node_.get(), &KyrGenParam::Param::GetDisplayName);
 }
 
 Py::Object PyGenParam::GetVisibility()
 {
-    return Py::Long(node_ ? node_->GetVisibility() : kNoVisibility);
+    KyrGenParam::Param *node = node_.get();
+    return Py::Long(node ? node->GetVisibility() : kNoVisibility);
 }
 
 Py::Object PyGenParam::IsVisible(const Py::Tuple &args)
 {
-    if (tooFewArgs(args, 1, "IsVisible not enough actual args\n") || !node_)
+    if (tooFewArgs(args, 1, "IsVisible not enough actual args\n") || !node_.get())
         return Py::False();
     const auto level = static_cast<int32_t>(KyrCamPy::toInt64(args[0]));
-    return Py::Boolean(node_->IsVisible(level));
+    KyrGenParam::Param *node = node_.get();
+    return Py::Boolean(node && node->IsVisible(level));
 }
 
 Py::Object PyGenParam::IsValueCached()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsValueCached);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsValueCached);
 }
 
 Py::Object PyGenParam::IsAvailable()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsAvailable);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsAvailable);
 }
 
 Py::Object PyGenParam::IsWritable()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsWritable);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsWritable);
 }
 
 Py::Object PyGenParam::IsReadable()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsReadable);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsReadable);
 }
 
 Py::Object PyGenParam::IsStreamable()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsStreamable);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsStreamable);
 }
 
 } // namespace KyrGenParamPy

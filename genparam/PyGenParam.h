@@ -5,12 +5,14 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrGenParamPy {
 
 class PyGenParam : public Py::PythonExtension<PyGenParam>
 {
 public:
-    explicit PyGenParam(KyrGenParam::Param *node);
+    PyGenParam(KyrGenParam::Param *node, KyrCamPy::Lifetime::Ref lifetime);
 
     // Names the type and adds its methods.
     static void init_type();
@@ -30,7 +32,7 @@ public:
     Py::Object IsStreamable();
 
 private:
-    KyrGenParam::Param *node_;
+    KyrCamPy::Borrowed<KyrGenParam::Param> node_;
 };
 
 } // namespace KyrGenParamPy

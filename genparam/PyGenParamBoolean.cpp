@@ -4,36 +4,37 @@
 
 namespace KyrGenParamPy {
 
-PyGenParamBoolean::PyGenParamBoolean(KyrGenParam::Boolean *node)
-    : node_(node)
+PyGenParamBoolean::PyGenParamBoolean(KyrGenParam::Boolean *node, KyrCamPy::Lifetime::Ref lifetime)
+    : node_(node, std::move(lifetime))
 {
 }
 
 Py::Object PyGenParamBoolean::GetType()
 {
-    return Py::Long(node_ ? node_->GetType() : KyrGenParam::ParamBoolean);
+    KyrGenParam::Boolean *node = node_.get();
+    return Py::Long(node ? node->GetType() : KyrGenParam::ParamBoolean);
 }
 
 Py::Object PyGenParamBoolean::GetValue()
 {
-    return pairOf(node_, &KyrGenParam::Boolean::GetValue);
+    return pairOf(node_.get(), &KyrGenParam::Boolean::GetValue);
 }
 
 Py::Object PyGenParamBoolean::SetValue(const Py::Tuple &args)
 {
-    if (tooFewArgs(args, 1, "SetValue not enough actual args\n") || !node_)
+    if (tooFewArgs(args, 1, "SetValue not enough actual args\n") || !node_.get())
         return Py::False();
-    return statusOf(node_->SetValue(KyrCamPy::toBool(args[0])));
+    return setOf(node_, &KyrGenParam::Boolean::SetValue, KyrCamPy::toBool(args[0]), Py::False());
 }
 
 Py::Object PyGenParamBoolean::IsWritable()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsWritable);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsWritable);
 }
 
 Py::Object PyGenParamBoolean::IsReadable()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsReadable);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsReadable);
 }
 
 } // namespace KyrGenParamPy

@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,7 +16,7 @@ namespace KyrGenParamPy {
 class PyGenParamBoolean : public Py::PythonExtension<PyGenParamBoolean>
 {
 public:
-    explicit PyGenParamBoolean(KyrGenParam::Boolean *node);
+    PyGenParamBoolean(KyrGenParam::Boolean *node, KyrCamPy::Lifetime::Ref lifetime);
 
     Py::Object GetType();
     Py::Object GetValue();
@@ -25,7 +27,7 @@ public:
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::Boolean *node_;
+    KyrCamPy::Borrowed<KyrGenParam::Boolean> node_;
 };
 
 } // namespace KyrGenParamPy

@@ -4,33 +4,36 @@
 
 namespace KyrGenParamPy {
 
-PyGenParamCategory::PyGenParamCategory(KyrGenParam::Category *node)
-    : node_(node)
+PyGenParamCategory::PyGenParamCategory(KyrGenParam::Category *node, KyrCamPy::Lifetime::Ref lifetime)
+    : node_(node, std::move(lifetime))
 {
 }
 
 // Without a category the answer is ParamUnknown, not ParamCategory.
 Py::Object PyGenParamCategory::GetType()
 {
-    return Py::Long(node_ ? node_->GetType() : KyrGenParam::ParamUnknown);
+    KyrGenParam::Category *node = node_.get();
+    return Py::Long(node ? node->GetType() : KyrGenParam::ParamUnknown);
 }
 
 Py::Object PyGenParamCategory::GetCount()
 {
-    return Py::Long(node_ ? node_->GetCount() : 0);
+    KyrGenParam::Category *node = node_.get();
+    return Py::Long(node ? node->GetCount() : 0);
 }
 
 Py::Object PyGenParamCategory::GetParamByIndex(const Py::Tuple &args)
 {
-    if (tooFewArgs(args, 1, "GetParamByIndex not enough actual args\n") || !node_)
+    if (tooFewArgs(args, 1, "GetParamByIndex not enough actual args\n") || !node_.get())
         return Py::None();
     // The index keeps its low 32 bits.
     const auto index = static_cast<uint32_t>(KyrCamPy::toInt64(args[0]));
     KyrCamErr err = KyrCam::kOk;
-    KyrGenParam::Param *param = node_->GetParamByIndex(index, &err);
+    KyrGenParam::Category *node = node_.get();
+    KyrGenParam::Param *param = node ? node->GetParamByIndex(index, &err) : nullptr;
     if (!param || err != KyrCam::kOk)
         return Py::None();
-    return wrapParam(param);
+    return wrapParam(param, node_.lifetime());
 }
 
 } // namespace KyrGenParamPy

@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,7 +16,7 @@ namespace KyrGenParamPy {
 class PyGenParamCategory : public Py::PythonExtension<PyGenParamCategory>
 {
 public:
-    explicit PyGenParamCategory(KyrGenParam::Category *node);
+    PyGenParamCategory(KyrGenParam::Category *node, KyrCamPy::Lifetime::Ref lifetime);
 
     Py::Object GetType();
     Py::Object GetCount();
@@ -23,7 +25,7 @@ public:
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::Category *node_;
+    KyrCamPy::Borrowed<KyrGenParam::Category> node_;
 };
 
 } // namespace KyrGenParamPy

@@ -4,21 +4,23 @@
 
 namespace KyrGenParamPy {
 
-PyGenParamCommand::PyGenParamCommand(KyrGenParam::Command *node)
-    : node_(node)
+PyGenParamCommand::PyGenParamCommand(KyrGenParam::Command *node, KyrCamPy::Lifetime::Ref lifetime)
+    : node_(node, std::move(lifetime))
 {
 }
 
 Py::Object PyGenParamCommand::Execute()
 {
-    if (!node_)
+    KyrGenParam::Command *node = node_.get();
+    if (!node)
         return Py::False();
-    return statusOf(node_->Execute());
+    return statusOf(node->Execute());
 }
 
 Py::Object PyGenParamCommand::IsDone()
 {
-    return Py::Boolean(node_ && node_->IsDone(nullptr));
+    KyrGenParam::Command *node = node_.get();
+    return Py::Boolean(node && node->IsDone(nullptr));
 }
 
 } // namespace KyrGenParamPy

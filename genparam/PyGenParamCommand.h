@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,7 +16,7 @@ namespace KyrGenParamPy {
 class PyGenParamCommand : public Py::PythonExtension<PyGenParamCommand>
 {
 public:
-    explicit PyGenParamCommand(KyrGenParam::Command *node);
+    PyGenParamCommand(KyrGenParam::Command *node, KyrCamPy::Lifetime::Ref lifetime);
 
     Py::Object Execute();
     Py::Object IsDone();
@@ -22,7 +24,7 @@ public:
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::Command *node_;
+    KyrCamPy::Borrowed<KyrGenParam::Command> node_;
 };
 
 } // namespace KyrGenParamPy

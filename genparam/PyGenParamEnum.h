@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,7 +16,7 @@ namespace KyrGenParamPy {
 class PyGenParamEnum : public Py::PythonExtension<PyGenParamEnum>
 {
 public:
-    explicit PyGenParamEnum(KyrGenParam::Enum *node);
+    PyGenParamEnum(KyrGenParam::Enum *node, KyrCamPy::Lifetime::Ref lifetime);
 
     Py::Object GetCount();
     Py::Object GetValue();
@@ -27,7 +29,7 @@ public:
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::Enum *node_;
+    KyrCamPy::Borrowed<KyrGenParam::Enum> node_;
 };
 
 } // namespace KyrGenParamPy

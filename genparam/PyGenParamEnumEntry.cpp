@@ -4,29 +4,30 @@
 
 namespace KyrGenParamPy {
 
-PyGenParamEnumEntry::PyGenParamEnumEntry(KyrGenParam::EnumEntry *node)
-    : node_(node)
+PyGenParamEnumEntry::PyGenParamEnumEntry(KyrGenParam::EnumEntry *node, KyrCamPy::Lifetime::Ref lifetime)
+    : node_(node, std::move(lifetime))
 {
 }
 
 Py::Object PyGenParamEnumEntry::GetValue()
 {
-    return pairOf(node_, &KyrGenParam::EnumEntry::GetValue);
+    return pairOf(node_.get(), &KyrGenParam::EnumEntry::GetValue);
 }
 
 Py::Object PyGenParamEnumEntry::GetValueStr()
 {
-    return pairOf(node_, &KyrGenParam::EnumEntry::GetValueStr);
+    return pairOf(node_.get(), &KyrGenParam::EnumEntry::GetValueStr);
 }
 
 Py::Object PyGenParamEnumEntry::GetType()
 {
-    return Py::Long(node_ ? node_->GetType() : KyrGenParam::ParamEnumEntry);
+    KyrGenParam::EnumEntry *node = node_.get();
+    return Py::Long(node ? node->GetType() : KyrGenParam::ParamEnumEntry);
 }
 
 Py::Object PyGenParamEnumEntry::IsAvailable()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsAvailable);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsAvailable);
 }
 
 } // namespace KyrGenParamPy

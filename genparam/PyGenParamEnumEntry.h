@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,7 +16,7 @@ namespace KyrGenParamPy {
 class PyGenParamEnumEntry : public Py::PythonExtension<PyGenParamEnumEntry>
 {
 public:
-    explicit PyGenParamEnumEntry(KyrGenParam::EnumEntry *node);
+    PyGenParamEnumEntry(KyrGenParam::EnumEntry *node, KyrCamPy::Lifetime::Ref lifetime);
 
     Py::Object GetValue();
     Py::Object GetValueStr();
@@ -24,7 +26,7 @@ public:
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::EnumEntry *node_;
+    KyrCamPy::Borrowed<KyrGenParam::EnumEntry> node_;
 };
 
 } // namespace KyrGenParamPy

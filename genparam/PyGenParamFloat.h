@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,7 +16,7 @@ namespace KyrGenParamPy {
 class PyGenParamFloat : public Py::PythonExtension<PyGenParamFloat>
 {
 public:
-    explicit PyGenParamFloat(KyrGenParam::Float *node);
+    PyGenParamFloat(KyrGenParam::Float *node, KyrCamPy::Lifetime::Ref lifetime);
 
     Py::Object GetType();
     Py::Object GetValue();
@@ -28,7 +30,7 @@ public:
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::Float *node_;
+    KyrCamPy::Borrowed<KyrGenParam::Float> node_;
 };
 
 } // namespace KyrGenParamPy

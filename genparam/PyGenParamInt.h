@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,7 +16,7 @@ namespace KyrGenParamPy {
 class PyGenParamInt : public Py::PythonExtension<PyGenParamInt>
 {
 public:
-    explicit PyGenParamInt(KyrGenParam::Int *node);
+    PyGenParamInt(KyrGenParam::Int *node, KyrCamPy::Lifetime::Ref lifetime);
 
     Py::Object GetType();
     Py::Object GetValue();
@@ -28,7 +30,7 @@ public:
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::Int *node_;
+    KyrCamPy::Borrowed<KyrGenParam::Int> node_;
 };
 
 } // namespace KyrGenParamPy

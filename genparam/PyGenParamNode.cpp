@@ -2,14 +2,15 @@
 
 namespace KyrGenParamPy {
 
-PyGenParamNode::PyGenParamNode(KyrGenParam::Node *node)
-    : node_(node)
+PyGenParamNode::PyGenParamNode(KyrGenParam::Node *node, KyrCamPy::Lifetime::Ref lifetime)
+    : node_(node, std::move(lifetime))
 {
 }
 
 Py::Object PyGenParamNode::IsFeature()
 {
-    return Py::Boolean(node_ && node_->IsFeature());
+    KyrGenParam::Node *node = node_.get();
+    return Py::Boolean(node && node->IsFeature());
 }
 
 } // namespace KyrGenParamPy

@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,14 +16,14 @@ namespace KyrGenParamPy {
 class PyGenParamNode : public Py::PythonExtension<PyGenParamNode>
 {
 public:
-    explicit PyGenParamNode(KyrGenParam::Node *node);
+    PyGenParamNode(KyrGenParam::Node *node, KyrCamPy::Lifetime::Ref lifetime);
 
     Py::Object IsFeature();
 
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::Node *node_;
+    KyrCamPy::Borrowed<KyrGenParam::Node> node_;
 };
 
 } // namespace KyrGenParamPy

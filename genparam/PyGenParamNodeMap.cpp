@@ -2,8 +2,8 @@
 
 namespace KyrGenParamPy {
 
-PyGenParamNodeMap::PyGenParamNodeMap(KyrGenParam::NodeMap *nodeMap)
-    : nodeMap_(nodeMap)
+PyGenParamNodeMap::PyGenParamNodeMap(KyrGenParam::NodeMap *nodeMap, KyrCamPy::Lifetime::Ref lifetime)
+    : nodeMap_(nodeMap, std::move(lifetime))
 {
 }
 

@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,14 +16,14 @@ namespace KyrGenParamPy {
 class PyGenParamNodeMap : public Py::PythonExtension<PyGenParamNodeMap>
 {
 public:
-    explicit PyGenParamNodeMap(KyrGenParam::NodeMap *nodeMap);
+    PyGenParamNodeMap(KyrGenParam::NodeMap *nodeMap, KyrCamPy::Lifetime::Ref lifetime);
 
-    KyrGenParam::NodeMap *nodeMap() const { return nodeMap_; }
+    KyrGenParam::NodeMap *nodeMap() const { return nodeMap_.get(); }
 
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::NodeMap *nodeMap_;
+    KyrCamPy::Borrowed<KyrGenParam::NodeMap> nodeMap_;
 };
 
 } // namespace KyrGenParamPy

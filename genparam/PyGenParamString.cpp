@@ -6,42 +6,44 @@
 
 namespace KyrGenParamPy {
 
-PyGenParamString::PyGenParamString(KyrGenParam::String *node)
-    : node_(node)
+PyGenParamString::PyGenParamString(KyrGenParam::String *node, KyrCamPy::Lifetime::Ref lifetime)
+    : node_(node, std::move(lifetime))
 {
 }
 
 Py::Object PyGenParamString::GetType()
 {
-    return Py::Long(node_ ? node_->GetType() : KyrGenParam::ParamString);
+    KyrGenParam::String *node = node_.get();
+    return Py::Long(node ? node->GetType() : KyrGenParam::ParamString);
 }
 
 Py::Object PyGenParamString::IsWritable()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsWritable);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsWritable);
 }
 
 Py::Object PyGenParamString::IsReadable()
 {
-    return predicateOf(node_, &KyrGenParam::Param::IsReadable);
+    return predicateOf(node_.get(), &KyrGenParam::Param::IsReadable);
 }
 
 Py::Object PyGenParamString::GetValue()
 {
-    return pairOf(node_, &KyrGenParam::String::GetValue);
+    return pairOf(node_.get(), &KyrGenParam::String::GetValue);
 }
 
 Py::Object PyGenParamString::GetMaxLength()
 {
-    return Py::Long(node_ ? node_->GetMaxLength(nullptr) : 0);
+    KyrGenParam::String *node = node_.get();
+    return Py::Long(node ? node->GetMaxLength(nullptr) : 0);
 }
 
 Py::Object PyGenParamString::SetValue(const Py::Tuple &args)
 {
-    if (tooFewArgs(args, 1, "SetValue not enough actual args\n") || !node_)
+    if (tooFewArgs(args, 1, "SetValue not enough actual args\n") || !node_.get())
         return Py::False();
     const std::string text = KyrCamPy::toUtf8(args[0]);
-    return statusOf(node_->SetValue(text.c_str()));
+    return setOf(node_, &KyrGenParam::String::SetValue, text.c_str(), Py::False());
 }
 
 } // namespace KyrGenParamPy

@@ -5,6 +5,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -14,7 +16,7 @@ namespace KyrGenParamPy {
 class PyGenParamString : public Py::PythonExtension<PyGenParamString>
 {
 public:
-    explicit PyGenParamString(KyrGenParam::String *node);
+    PyGenParamString(KyrGenParam::String *node, KyrCamPy::Lifetime::Ref lifetime);
 
     Py::Object GetType();
     Py::Object IsWritable();
@@ -26,7 +28,7 @@ public:
 private:
     friend class KyrCamPy::KyrCameraApiPy;  // registers the type
 
-    KyrGenParam::String *node_;
+    KyrCamPy::Borrowed<KyrGenParam::String> node_;
 };
 
 } // namespace KyrGenParamPy

@@ -39,8 +39,8 @@ constexpr NamedConstant kConstants[] = {
 
 } // namespace
 
-PyGenParams::PyGenParams(KyrGenParam::Array *array)
-    : array_(array)
+PyGenParams::PyGenParams(KyrGenParam::Array *array, KyrCamPy::Lifetime::Ref lifetime)
+    : array_(array, std::move(lifetime))
 {
 }
 
@@ -63,10 +63,13 @@ template <typename Value>
 Py::Object PyGenParams::valueByName(const Py::Tuple &args, const char *message,
                                     Value (KyrGenParam::Array::*getter)(const char *, KyrCamErr *) noexcept)
 {
-    if (tooFew(args, 1, message) || !array_)
+    if (tooFew(args, 1, message) || !array())
         return failedPair();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    const Value value = (array_->*getter)(name.c_str(), &lastError_);
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return failedPair();
+    const Value value = (native->*getter)(name.c_str(), &lastError_);
     if (lastError_ != KyrCam::kOk)
         return failedPair();
     return okPair(toPython(value));
@@ -76,13 +79,16 @@ template <typename Wrapper, typename Node>
 Py::Object PyGenParams::nodeByName(const Py::Tuple &args, const char *message,
                                    Node *(KyrGenParam::Array::*getter)(const char *, KyrCamErr *) noexcept)
 {
-    if (tooFew(args, 1, message) || !array_)
+    if (tooFew(args, 1, message) || !array())
         return Py::None();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    Node *node = (array_->*getter)(name.c_str(), &lastError_);
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::None();
+    Node *node = (native->*getter)(name.c_str(), &lastError_);
     if (!node || lastError_ != KyrCam::kOk)
         return Py::None();
-    return Py::asObject(new Wrapper(node));
+    return Py::asObject(new Wrapper(node, array_.lifetime()));
 }
 
 Py::Object PyGenParams::setResult(KyrCamErr code)
@@ -93,45 +99,53 @@ Py::Object PyGenParams::setResult(KyrCamErr code)
 
 Py::Object PyGenParams::GetCount()
 {
-    return Py::Long(array_ ? array_->GetCount() : 0);
+    KyrGenParam::Array *native = array();
+    return Py::Long(native ? native->GetCount() : 0);
 }
 
 Py::Object PyGenParams::GetParamByIndex(const Py::Tuple &args)
 {
-    if (tooFew(args, 1, "GetParamByIndex not enough actual args\n") || !array_)
+    if (tooFew(args, 1, "GetParamByIndex not enough actual args\n") || !array())
         return Py::None();
     // The index keeps its low 32 bits.
     const auto index = static_cast<uint32_t>(KyrCamPy::toInt64(args[0]));
-    KyrGenParam::Param *param = array_->GetParamByIndex(index, &lastError_);
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::None();
+    KyrGenParam::Param *param = native->GetParamByIndex(index, &lastError_);
     if (!param || lastError_ != KyrCam::kOk)
         return Py::None();
-    return wrapParam(param);
+    return wrapParam(param, array_.lifetime());
 }
 
 Py::Object PyGenParams::GetRootCategory()
 {
-    if (!array_)
+    KyrGenParam::Array *native = array();
+    if (!native)
         return Py::None();
-    KyrGenParam::Category *root = array_->GetRootCategory(&lastError_);
+    KyrGenParam::Category *root = native->GetRootCategory(&lastError_);
     if (!root || lastError_ != KyrCam::kOk) {
         KyrCamPy::reportError("Get root category", lastError_);
         return Py::None();
     }
-    return Py::asObject(new PyGenParamCategory(root));
+    return Py::asObject(new PyGenParamCategory(root, array_.lifetime()));
 }
 
 // Shares its sibling's message, and keeps its native code out of the last
 // error: scripts probe for optional features with it.
 Py::Object PyGenParams::GetParam(const Py::Tuple &args)
 {
-    if (tooFew(args, 1, "GetParamByIndex not enough actual args\n") || !array_)
+    if (tooFew(args, 1, "GetParamByIndex not enough actual args\n") || !array())
         return Py::None();
     const std::string name = KyrCamPy::toUtf8(args[0]);
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::None();
     KyrCamErr err = KyrCam::kOk;
-    KyrGenParam::Param *param = array_->GetParam(name.c_str(), &err);
+    KyrGenParam::Param *param = native->GetParam(name.c_str(), &err);
     if (!param || err != KyrCam::kOk)
         return Py::None();
-    return wrapParam(param);
+    return wrapParam(param, array_.lifetime());
 }
 
 Py::Object PyGenParams::GetBoolean(const Py::Tuple &args)
@@ -146,10 +160,14 @@ Py::Object PyGenParams::GetBooleanValue(const Py::Tuple &args)
 
 Py::Object PyGenParams::SetBooleanValue(const Py::Tuple &args)
 {
-    if (tooFew(args, 2, "SetBooleanValue not enough actual args\n") || !array_)
+    if (tooFew(args, 2, "SetBooleanValue not enough actual args\n") || !array())
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    return setResult(array_->SetBooleanValue(name.c_str(), KyrCamPy::toBool(args[1])));
+    const bool value = KyrCamPy::toBool(args[1]);
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::False();
+    return setResult(native->SetBooleanValue(name.c_str(), value));
 }
 
 Py::Object PyGenParams::GetInt(const Py::Tuple &args)
@@ -164,10 +182,13 @@ Py::Object PyGenParams::SetIntegerValue(const Py::Tuple &args)
     if (tooFew(args, 2, "SetIntegerValue not enough actual args\n"))
         return Py::False();
     const int64_t value = KyrCamPy::toInt64(args[1]);
-    if (!array_)
+    if (!array())
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    return setResult(array_->SetIntegerValue(name.c_str(), value));
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::False();
+    return setResult(native->SetIntegerValue(name.c_str(), value));
 }
 
 Py::Object PyGenParams::GetIntegerValue(const Py::Tuple &args)
@@ -186,10 +207,13 @@ Py::Object PyGenParams::SetFloatValue(const Py::Tuple &args)
     if (tooFew(args, 2, "SetFloatValue not enough actual args\n"))
         return Py::False();
     const double value = KyrCamPy::toDouble(args[1]);
-    if (!array_)
+    if (!array())
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    return setResult(array_->SetFloatValue(name.c_str(), value));
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::False();
+    return setResult(native->SetFloatValue(name.c_str(), value));
 }
 
 Py::Object PyGenParams::GetFloatValue(const Py::Tuple &args)
@@ -202,7 +226,7 @@ Py::Object PyGenParams::GetCommand(const Py::Tuple &args)
 {
     Py::Object command =
         nodeByName<PyGenParamCommand>(args, "GetCommand not enough actual args\n", &KyrGenParam::Array::GetCommand);
-    if (command.isNone() && args.length() >= 1 && array_) {
+    if (command.isNone() && args.length() >= 1 && array()) {
         const std::string operation = "Get command(" + KyrCamPy::toUtf8(args[0]) + ")";
         KyrCamPy::reportError(operation.c_str(), lastError_);
     }
@@ -211,17 +235,20 @@ Py::Object PyGenParams::GetCommand(const Py::Tuple &args)
 
 Py::Object PyGenParams::ExecuteCommand(const Py::Tuple &args)
 {
-    if (tooFew(args, 1, "ExecuteCommand not enough actual args\n") || !array_)
+    if (tooFew(args, 1, "ExecuteCommand not enough actual args\n") || !array())
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    return setResult(array_->ExecuteCommand(name.c_str()));
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::False();
+    return setResult(native->ExecuteCommand(name.c_str()));
 }
 
 Py::Object PyGenParams::IsCommandDone(const Py::Tuple &args)
 {
     Py::Object done =
         valueByName(args, "IsCommandDone not enough actual args\n", &KyrGenParam::Array::IsCommandDone);
-    if (args.length() >= 1 && array_ && lastError_ != KyrCam::kOk)
+    if (args.length() >= 1 && array() && lastError_ != KyrCam::kOk)
         KyrCamPy::reportError("Is command done", lastError_);
     return done;
 }
@@ -238,11 +265,14 @@ Py::Object PyGenParams::GetStringValue(const Py::Tuple &args)
 
 Py::Object PyGenParams::SetStringValue(const Py::Tuple &args)
 {
-    if (tooFew(args, 2, "SetStringValue not enough actual args\n") || !array_)
+    if (tooFew(args, 2, "SetStringValue not enough actual args\n") || !array())
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
     const std::string value = KyrCamPy::toUtf8(args[1]);
-    return setResult(array_->SetStringValue(name.c_str(), value.c_str()));
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::False();
+    return setResult(native->SetStringValue(name.c_str(), value.c_str()));
 }
 
 Py::Object PyGenParams::GetEnum(const Py::Tuple &args)
@@ -263,32 +293,40 @@ Py::Object PyGenParams::GetEnumValue(const Py::Tuple &args)
 
 Py::Object PyGenParams::SetEnumValue(const Py::Tuple &args)
 {
-    if (tooFew(args, 2, "SetEnumValue not enough actual args\n") || !array_)
+    if (tooFew(args, 2, "SetEnumValue not enough actual args\n") || !array())
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    return setResult(array_->SetEnumValue(name.c_str(), KyrCamPy::toInt64(args[1])));
+    const int64_t value = KyrCamPy::toInt64(args[1]);
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::False();
+    return setResult(native->SetEnumValue(name.c_str(), value));
 }
 
 // Both arguments must be str: no str() form here.
 Py::Object PyGenParams::SetEnumValueStr(const Py::Tuple &args)
 {
-    if (tooFew(args, 2, "SetEnumValueStr not enough actual args\n") || !array_)
+    if (tooFew(args, 2, "SetEnumValueStr not enough actual args\n") || !array())
         return Py::False();
     const std::string name = KyrCamPy::strToUtf8(args[0]);
     const std::string entry = KyrCamPy::strToUtf8(args[1]);
-    return setResult(array_->SetEnumValueStr(name.c_str(), entry.c_str()));
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::False();
+    return setResult(native->SetEnumValueStr(name.c_str(), entry.c_str()));
 }
 
 Py::Object PyGenParams::GetNodeMap()
 {
-    if (!array_)
+    KyrGenParam::Array *native = array();
+    if (!native)
         return failedPair();
-    KyrGenParam::NodeMap *nodeMap = array_->GetNodeMap(&lastError_);
+    KyrGenParam::NodeMap *nodeMap = native->GetNodeMap(&lastError_);
     if (!nodeMap || lastError_ != KyrCam::kOk) {
         KyrCamPy::reportError("Get node map", lastError_);
         return failedPair();
     }
-    return okPair(Py::asObject(new PyGenParamNodeMap(nodeMap)));
+    return okPair(Py::asObject(new PyGenParamNodeMap(nodeMap, array_.lifetime())));
 }
 
 Py::Object PyGenParams::GetLastError()

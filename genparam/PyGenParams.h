@@ -6,6 +6,8 @@
 
 #include <camera/KyrGenParam.h>
 
+#include "camera/Lifetime.h"
+
 namespace KyrCamPy {
 class KyrCameraApiPy;
 }
@@ -16,10 +18,14 @@ class PyGenParams : public Py::PythonExtension<PyGenParams>
 {
 public:
     // `array` may be null: every method then answers its failure value and
-    // leaves the last error alone. The array is borrowed, never released.
-    explicit PyGenParams(KyrGenParam::Array *array);
+    // leaves the last error alone. The array is borrowed, never released: it
+    // is gone when `lifetime` ends (a device's arrays with its Release), and
+    // every method then answers as without one. The features handed out share
+    // that lifetime.
+    PyGenParams(KyrGenParam::Array *array, KyrCamPy::Lifetime::Ref lifetime);
 
-    KyrGenParam::Array *array() const { return array_; }
+    // The array; null once its device was released.
+    KyrGenParam::Array *array() const { return array_.get(); }
 
     // The type-code and visibility names as integers, then the methods.
     Py::Object getattr(const char *name) override;
@@ -72,7 +78,7 @@ private:
     // Stores a setter's code in the last error and answers its status.
     Py::Object setResult(KyrCamErr code);
 
-    KyrGenParam::Array *array_;
+    KyrCamPy::Borrowed<KyrGenParam::Array> array_;
     KyrCamErr lastError_ = KyrCam::kOk;
 };
 

@@ -20,11 +20,12 @@ def kyr():
 @pytest.fixture
 def scripted(kyr):
     """A fresh script for each test; at the end every object the binding was
-    handed has been released."""
+    handed has been released, and none was reached after its release."""
     script = Script(SCRIPTED_LIB)
     script.reset()
     live_before = script.live_objects()
     yield script
+    assert script.misuses() == 0, "platform objects reached after their release"
     assert script.live_objects() == live_before, "platform objects left unreleased"
     script.reset()
 
