@@ -10,6 +10,7 @@ import time
 
 import pytest
 
+from background import ThreadWithResult
 from kyrscript import Int, String, frame
 
 STREAM = "device-stream0"
@@ -137,21 +138,6 @@ def test_a_new_queue_makes_a_new_buffer_and_keeps_old_ones_safe(kyr, scripted, o
     assert fresh is not old and fresh.GetFrameID() == 7
     capfd.readouterr()
     assert old.GetFrameID() == 0 and capfd.readouterr().err == "wrong buffer\n"
-
-
-class ThreadWithResult(threading.Thread):
-    def __init__(self, function, *args):
-        super().__init__(daemon=True)
-        self._call = lambda: function(*args)
-        self._result = "not run"
-
-    def run(self):
-        self._result = self._call()
-
-    def result(self, timeout):
-        self.join(timeout)
-        assert not self.is_alive(), "still waiting"
-        return self._result
 
 
 @pytest.mark.parametrize("release", ["stream", "device"])

@@ -4,24 +4,10 @@ run, and a CancelBuffer from one of them ends the wait."""
 import threading
 import time
 
+from background import ThreadWithResult
 from kyrscript import frame
 
 STREAM = "device-stream0"
-
-
-class ThreadWithResult(threading.Thread):
-    def __init__(self, function, *args):
-        super().__init__(daemon=True)
-        self._call = lambda: function(*args)
-        self._result = None
-
-    def run(self):
-        self._result = self._call()
-
-    def result(self, timeout):
-        self.join(timeout)
-        assert not self.is_alive(), "still waiting"
-        return self._result
 
 
 def test_cancel_ends_pending_wait(scripted, stream, capfd):
