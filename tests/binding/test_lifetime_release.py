@@ -163,6 +163,20 @@ def test_release_ends_an_endless_wait_at_once(kyr, scripted, release):
     device.Release()
 
 
+@pytest.mark.parametrize("free", ["ReleaseBufferQueue", "Release"])
+def test_a_replaced_buffer_forgets_what_its_stream_freed(kyr, scripted, device, capfd, free):
+    stream = device.GetStreamByIndex(0)
+    assert stream.AllocBufferQueue(2) and stream.StartAcquisition()
+    taken = _grab(scripted, stream)
+    assert stream.CreateBuffer(64) is not taken, "replaces the stream's buffer"
+    stream.StopAcquisition(0)
+    getattr(stream, free)()
+    capfd.readouterr()
+    assert taken.GetPixelFormat() == 0 and taken.GetImage() is None
+    assert capfd.readouterr().err == "wrong buffer\n" * 2
+    stream.Release()
+
+
 class Releasing:
     """An argument whose conversion releases `target` first: a script's own
     __index__, __int__, __float__ or __str__ runs in the middle of a call."""
