@@ -79,9 +79,7 @@ KyrCamErr PyBuffer::fill(const Py::Object &timeout)
     KyrCamErr err = KyrCam::kOk;
     KyrCam::Buffer *buffer = nullptr;
     {
-        // Not counted on the stream's lifetime: releasing the stream ends
-        // this wait instead of waiting for it.
-        NativeCall wait;
+        StreamLink::Wait wait(*link_);
         buffer = stream->GetBuffer(timeoutMs, &err);
     }
     if (buffer && (!link_->stream() || link_->epoch() != epoch)) {

@@ -24,6 +24,10 @@ public:
     // gone when `device` ends, or with Release.
     PyDataStream(KyrCam::Stream *stream, const Lifetime::Ref &device);
 
+    // What the stream's wrappers share; the device keeps it to close the
+    // stream with itself.
+    const std::shared_ptr<StreamLink> &link() const { return link_; }
+
     // The flush modes as integer attributes, then the methods.
     Py::Object getattr(const char *name) override;
 

@@ -1,5 +1,6 @@
 #include "PyDevice.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
@@ -26,17 +27,6 @@ uint32_t low32Of(const Py::Object &value)
     return static_cast<uint32_t>(toUint64(value));
 }
 
-// A new PyDataStream over `stream` of the device of `lifetime`, or None after
-// "Wrong data_stream".
-Py::Object wrapStream(KyrCam::Stream *stream, const Lifetime::Ref &lifetime)
-{
-    if (!stream) {
-        reportLine("Wrong data_stream\n");
-        return Py::None();
-    }
-    return Py::asObject(new PyDataStream(stream, lifetime));
-}
-
 } // namespace
 
 PyDevice::PyDevice(KyrCam::Device *device)
@@ -60,6 +50,20 @@ Py::Object PyDevice::parameters(KyrGenParam::Array *array, const char *what)
         return Py::asObject(new KyrGenParamPy::PyGenParams(array, device_.lifetime()));
     reportError(what, lastError_);
     return Py::None();
+}
+
+Py::Object PyDevice::wrapStream(KyrCam::Stream *stream)
+{
+    if (!stream) {
+        reportLine("Wrong data_stream\n");
+        return Py::None();
+    }
+    auto *wrapper = new PyDataStream(stream, device_.lifetime());
+    const Py::Object object = Py::asObject(wrapper);
+    streams_.erase(std::remove_if(streams_.begin(), streams_.end(), [](const auto &link) { return link.expired(); }),
+                   streams_.end());
+    streams_.push_back(wrapper->link());
+    return object;
 }
 
 void PyDevice::CameraCallback(const void *data, unsigned long size, void *context)
@@ -109,11 +113,16 @@ Py::Object PyDevice::Release()
     if (!native)
         return Py::None();
     // From here on nothing handed out from the device reaches it; the calls
-    // other threads still run on it return first.
+    // other threads still run on it return first, and waits on its streams
+    // end.
     device_.lifetime()->end();
+    for (const std::weak_ptr<StreamLink> &weak : streams_) {
+        if (const std::shared_ptr<StreamLink> link = weak.lock())
+            link->deviceReleased();
+    }
+    streams_.clear();
     {
-        // Closing waits for the device and its streams' threads; the library
-        // ends GetBuffer waits on its streams first.
+        // Closing waits for the device and its streams' threads.
         NativeCall call;
         native->Release();
     }
@@ -203,7 +212,7 @@ Py::Object PyDevice::GetStreamByIndex(const Py::Tuple &args)
         NativeCall call(device_.lifetime());
         stream = native->GetStreamByIndex(index);
     }
-    return wrapStream(stream, device_.lifetime());
+    return wrapStream(stream);
 }
 
 Py::Object PyDevice::GetStreamById(const Py::Tuple &args)
@@ -219,7 +228,7 @@ Py::Object PyDevice::GetStreamById(const Py::Tuple &args)
         NativeCall call(device_.lifetime());
         stream = native->GetStreamById(id.c_str());
     }
-    return wrapStream(stream, device_.lifetime());
+    return wrapStream(stream);
 }
 
 Py::Object PyDevice::configuration(const Py::Tuple &args, KyrCamErr (KyrCam::Device::*call)(const char *) noexcept)

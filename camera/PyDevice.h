@@ -9,11 +9,14 @@
 
 #include <CXX/Extensions.hxx>
 
+#include <memory>
 #include <set>
+#include <vector>
 
 #include <camera/KyrCamApi.h>
 
 #include "Lifetime.h"
+#include "StreamLink.h"
 
 namespace KyrCamPy {
 
@@ -59,6 +62,8 @@ private:
     // "<what> error: <code> <text>" when it failed.
     Py::Object parameters(KyrGenParam::Array *array, const char *what);
     Py::Object configuration(const Py::Tuple &args, KyrCamErr (KyrCam::Device::*call)(const char *) noexcept);
+    // A new PyDataStream over `stream`, or None after "Wrong data_stream".
+    Py::Object wrapStream(KyrCam::Stream *stream);
     // The native device; null once released.
     KyrCam::Device *device() const { return device_.get(); }
     // Keeps the wrapper, the context of the library's registrations, alive
@@ -74,6 +79,8 @@ private:
     Py::Object cameraParameters_;
     Py::Object transportParameters_;
     Borrowed<KyrCam::Device> device_;
+    // The streams handed out, which the device's release closes.
+    std::vector<std::weak_ptr<StreamLink>> streams_;
     Py::Object numStreams_;
     KyrCamErr lastError_ = KyrCam::kOk;
 };

@@ -1,11 +1,20 @@
 #include "StreamLink.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace KyrCamPy {
 
+namespace {
+
+// How long a release waits for the waits it cancelled before cancelling again.
+constexpr std::chrono::milliseconds kCancelRepeat{ 5 };
+
+} // namespace
+
 StreamLink::StreamLink(KyrCam::Stream *stream, const Lifetime::Ref &device)
-    : stream_(stream, Lifetime::make(device))
+    : native_(stream)
+    , stream_(stream, Lifetime::make(device))
 {
 }
 
@@ -22,10 +31,7 @@ void StreamLink::detach(BufferUser *user)
 void StreamLink::buffersFreed(KyrCam::Buffer *buffer)
 {
     ++epoch_;
-    // A copy: forgetting runs no Python code, but keep the walk independent of
-    // what a user does.
-    const std::vector<BufferUser *> users = users_;
-    for (BufferUser *user : users)
+    for (BufferUser *user : users_)
         user->forgetBuffer(buffer);
 }
 
@@ -34,12 +40,56 @@ void StreamLink::release()
     KyrCam::Stream *stream = stream_.get();
     if (!stream)
         return;
+    open_ = false;
+    // No new call or wait starts from here on.
     stream_.lifetime()->end();
+    endWaits();
     buffersFreed(nullptr);
-    // The library ends a GetBuffer still waiting on another thread before it
-    // frees the stream.
     NativeCall call;
     stream->Release();
+}
+
+void StreamLink::deviceReleased()
+{
+    if (!open_)
+        return;
+    open_ = false;
+    endWaits();
+    buffersFreed(nullptr);
+}
+
+void StreamLink::endWaits()
+{
+    NativeCall unlocked;
+    std::unique_lock<std::mutex> lock(waitMutex_);
+    // A waiter that counted itself but has not entered the library yet misses
+    // a cancel: cancel again until every wait has returned.
+    while (waits_ > 0) {
+        lock.unlock();
+        native_->CancelBuffer();
+        lock.lock();
+        waitLeft_.wait_for(lock, kCancelRepeat, [this] { return waits_ == 0; });
+    }
+}
+
+StreamLink::Wait::Wait(StreamLink &link)
+    : link_(link)
+{
+    {
+        std::lock_guard<std::mutex> lock(link_.waitMutex_);
+        ++link_.waits_;
+    }
+    state_ = PyEval_SaveThread();
+}
+
+StreamLink::Wait::~Wait()
+{
+    {
+        std::lock_guard<std::mutex> lock(link_.waitMutex_);
+        if (--link_.waits_ == 0)
+            link_.waitLeft_.notify_all();
+    }
+    PyEval_RestoreThread(state_);
 }
 
 } // namespace KyrCamPy

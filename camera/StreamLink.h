@@ -1,13 +1,15 @@
 // What the wrappers of one native stream share: the stream while it is open,
-// and the wrappers that borrow one of its buffers (the stream's PyBuffers and
-// the PyImages made from them), so that a buffer the library frees is
-// forgotten by every wrapper that still points at it.
+// the GetBuffer waits on it, and the wrappers that borrow one of its buffers
+// (the stream's PyBuffers and the PyImages made from them), so that a buffer
+// the library frees is forgotten by every wrapper that still points at it.
 #pragma once
 
 #include <CXX/Extensions.hxx>
 
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include <camera/KyrCamApi.h>
@@ -46,14 +48,43 @@ public:
 
     // The library freed `buffer` (null: all of them, as with the queue).
     void buffersFreed(KyrCam::Buffer *buffer);
-    // Releases the stream: ends its lifetime (waiting for the native calls
-    // still running on it), then gives it back without the interpreter lock.
+    // Releases the stream: ends its lifetime, ends the GetBuffer waits on it
+    // and waits for the native calls still running on it, then gives it back.
     void release();
+    // The device is being released, and the stream with it: ends the waits on
+    // it. Called once the device's lifetime has ended.
+    void deviceReleased();
+
+    // A GetBuffer wait on the stream for its scope, with the interpreter lock
+    // released. Counted apart from other native calls: a release ends these
+    // instead of waiting for them.
+    class Wait
+    {
+    public:
+        explicit Wait(StreamLink &link);
+        ~Wait();
+
+        Wait(const Wait &) = delete;
+        Wait &operator=(const Wait &) = delete;
+
+    private:
+        StreamLink &link_;
+        PyThreadState *state_;
+    };
 
 private:
+    // Cancels the waits on the stream until none is left, without the
+    // interpreter lock.
+    void endWaits();
+
+    KyrCam::Stream *const native_;
     Borrowed<KyrCam::Stream> stream_;
+    bool open_ = true;  // not yet released, by itself or with its device
     uint64_t epoch_ = 0;
     std::vector<BufferUser *> users_;
+    std::mutex waitMutex_;
+    std::condition_variable waitLeft_;
+    int waits_ = 0;  // under waitMutex_
 };
 
 } // namespace KyrCamPy
