@@ -69,10 +69,15 @@ AravisStream::~AravisStream()
 {
     bool running = false;
     {
-        std::lock_guard<std::mutex> lock(mutex_);
+        std::unique_lock<std::mutex> lock(mutex_);
         // A lost device would only make the stop command time out.
         running = acquiring_ && !lost_;
         acquiring_ = false;
+        closing_ = true;
+        // Ends the waits on other threads (kErrAbort) and waits for them to
+        // leave before anything they use goes.
+        delivered_.notify_all();
+        waitersLeft_.wait(lock, [this] { return waiters_ == 0; });
     }
     if (running)
         executeAcquisition(false);
@@ -385,18 +390,27 @@ KyrCamErr AravisStream::RevokeBuffer(Buffer *buffer) noexcept
 Buffer *AravisStream::GetBuffer(uint64_t timeoutMs, KyrCamErr *err) noexcept
 {
     std::unique_lock<std::mutex> lock(mutex_);
+    if (closing_) {
+        setError(err, kErrAbort);
+        return nullptr;
+    }
     if (output_.empty() && !acquiring_) {
         setError(err, lost_ ? kErrIo : kErrNotInitialized);
         return nullptr;
     }
     ++waiters_;
     const uint64_t cancels = cancels_;
-    const auto ready = [&] { return !output_.empty() || cancels_ != cancels || lost_ || !acquiring_; };
+    const auto ready = [&] { return !output_.empty() || cancels_ != cancels || lost_ || !acquiring_ || closing_; };
     if (timeoutMs >= kLongestTimeoutMs)
         delivered_.wait(lock, ready);
     else
         delivered_.wait_for(lock, std::chrono::milliseconds(timeoutMs), ready);
-    --waiters_;
+    if (--waiters_ == 0)
+        waitersLeft_.notify_all();
+    if (closing_) {
+        setError(err, kErrAbort);
+        return nullptr;
+    }
     if (!output_.empty()) {
         AravisBuffer *buffer = output_.front();
         output_.pop_front();

@@ -121,11 +121,13 @@ private:
     AravisDevice &device_;
     std::mutex mutex_;
     std::condition_variable delivered_;
+    std::condition_variable waitersLeft_;
     std::vector<std::unique_ptr<AravisBuffer>> buffers_;
     std::deque<AravisBuffer *> output_;
     bool acquiring_ = false;
     bool discardLate_ = false;
     bool lost_ = false;
+    bool closing_ = false;  // the last handle is gone: waits end, none start
     uint64_t frameLimit_ = 0;
     uint64_t frameCount_ = 0;
     unsigned waiters_ = 0;

@@ -12,6 +12,13 @@
 // Device::Release(); a Stream handle until Stream::Release(); Buffers belong to
 // their Stream. Everything obtained from a Device is invalid after its Release.
 //
+// Releases and waits: releasing a stream (its last handle) or its device first
+// ends a GetBuffer waiting on another thread, which returns null with
+// kErrAbort, and waits for that call to return; only then is anything freed.
+// A call that starts on a released object is the caller's fault. After a
+// device is lost its objects stay valid until released: waits end with
+// kErrIo, other calls answer failure codes.
+//
 // Errors: nothing is thrown. Calls return a KyrCamErr, or a value with the code
 // written through a `KyrCamErr *err` out-parameter (written on every call, 0 on
 // success). Returned texts are NUL-terminated UTF-8 kept by the library: valid
@@ -209,7 +216,8 @@ protected:
 class KYRCAM_API Device
 {
 public:
-    // Stops and closes every stream still open, closes the device and frees it.
+    // Ends the GetBuffer waits on its streams (kErrAbort), stops and closes
+    // every stream still open, closes the device and frees it.
     virtual void Release() noexcept = 0;
     // The device's own description (owned by the device).
     virtual DeviceInfo *GetInfo() noexcept = 0;
@@ -256,8 +264,9 @@ protected:
 class KYRCAM_API Stream
 {
 public:
-    // Releases this handle; the last one stops acquisition, revokes every
-    // buffer and closes the stream.
+    // Releases this handle; the last one ends a GetBuffer waiting on another
+    // thread (kErrAbort) and waits for it to return, then stops acquisition,
+    // revokes every buffer and closes the stream.
     virtual void Release() noexcept = 0;
     // Bytes one buffer needs for the current settings (the payload size).
     virtual int64_t GetBufferSize() noexcept = 0;
