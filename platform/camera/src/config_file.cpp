@@ -1,15 +1,24 @@
 // Configuration files: a header naming the device, then one Feature=Value line
 // per writable feature from a walk of the feature tree. A selector is written
 // once per entry, each followed by the features it selects, and finally with
-// its own value again. Loading applies the lines in file order and retries the
-// ones that failed, after the others, as long as some succeed: a feature may
-// depend on one written after it (a maximum on a binning, say).
+// its own value again.
+//
+// Loading reads and checks the whole file before it touches the device: lines
+// are bounded, every name must be a feature of the device. It then plans the
+// writes: each feature takes the last value the file gives it under the same
+// selector values, so the work grows with the device's features, not with the
+// file. The plan runs in file order; writes that fail are retried, with their
+// selectors set again, after the others while some succeed (a feature may
+// depend on one written after it: a maximum on a binning, say). A load that
+// fails puts back every value it changed and logs the failing line.
 
 #include "device_private.h"
 
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
+#include <utility>
 
 #include "system_private.h"
 
@@ -22,6 +31,11 @@ constexpr char kDeviceSection[] = "[Device]";
 constexpr char kFeatureSection[] = "[Features]";
 constexpr int kSelectorValueLimit = 64;
 constexpr uint64_t kRediscoveryTimeoutMs = 3000;
+// Longer lines, or larger files, are not configuration files.
+constexpr size_t kMaxLineBytes = 64 * 1024;
+constexpr size_t kMaxFileBytes = 64 * 1024 * 1024;
+// Rounds of retries after the first pass.
+constexpr int kRetryRounds = 8;
 
 using Lock = std::lock_guard<std::recursive_mutex>;
 
@@ -34,8 +48,7 @@ struct Header {
 struct Line {
     std::string name;
     std::string value;
-    // Selector lines in effect where this line stands, by position.
-    std::vector<size_t> context;
+    size_t number;  // in the file, from 1
 };
 
 std::string escape(const std::string &text)
@@ -195,22 +208,62 @@ private:
     std::ostringstream out_;
 };
 
+// Reads the file line by line without trusting it: a line longer than
+// kMaxLineBytes (say /dev/zero's) ends the read at once.
+class LineReader
+{
+public:
+    explicit LineReader(std::ifstream &file) : file_(file) {}
+
+    // The next line without its end (LF or CRLF); false at the end of the
+    // file, or with `error_` set.
+    bool next(std::string &line)
+    {
+        line.clear();
+        char c = 0;
+        while (file_.get(c)) {
+            if (++read_ > kMaxFileBytes || line.size() >= kMaxLineBytes) {
+                error_ = kErrWrongConfiguration;
+                return false;
+            }
+            if (c == '\n')
+                break;
+            line += c;
+        }
+        if (file_.bad())
+            error_ = kErrFileRead;
+        if (error_ != kOk || (file_.eof() && line.empty()))
+            return false;
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        ++number_;
+        return true;
+    }
+
+    KyrCamErr error() const { return error_; }
+    size_t number() const { return number_; }
+
+private:
+    std::ifstream &file_;
+    size_t read_ = 0;
+    size_t number_ = 0;
+    KyrCamErr error_ = kOk;
+};
+
 KyrCamErr readFile(const char *path, Header &header, std::vector<Line> &lines)
 {
     if (!path)
         return kErrFileNotFound;
-    std::ifstream file(path);
+    std::ifstream file(path, std::ios::binary);
     if (!file.is_open())
         return kErrFileNotFound;
+    LineReader reader(file);
     std::string text;
-    if (!std::getline(file, text) || text != kMagic)
-        return file.bad() ? kErrFileRead : kErrWrongConfiguration;
+    if (!reader.next(text) || text != kMagic)
+        return reader.error() != kOk ? reader.error() : kErrWrongConfiguration;
     bool features = false;
     bool device = false;
-    std::vector<size_t> selectorLines;
-    while (std::getline(file, text)) {
-        if (!text.empty() && text.back() == '\r')
-            text.pop_back();
+    while (reader.next(text)) {
         if (text.empty() || text[0] == '#')
             continue;
         if (text == kDeviceSection) {
@@ -222,8 +275,11 @@ KyrCamErr readFile(const char *path, Header &header, std::vector<Line> &lines)
             continue;
         }
         const size_t equals = text.find('=');
-        if (equals == std::string::npos || equals == 0)
+        // A NUL would cut the value short on its way to the device.
+        if (equals == std::string::npos || equals == 0 || text.find('\0') != std::string::npos) {
+            logDebug("config: line %zu is not Feature=Value", reader.number());
             return kErrWrongConfiguration;
+        }
         const std::string name = text.substr(0, equals);
         const std::string value = unescape(text.substr(equals + 1));
         if (!features) {
@@ -237,24 +293,156 @@ KyrCamErr readFile(const char *path, Header &header, std::vector<Line> &lines)
                 header.serial = value;
             continue;
         }
-        lines.push_back(Line{ name, value, selectorLines });
-        selectorLines.push_back(lines.size() - 1);
+        lines.push_back(Line{ name, value, reader.number() });
     }
-    if (file.bad())
-        return kErrFileRead;
+    if (reader.error() != kOk) {
+        logDebug("config: line %zu is too long, or the file too large", reader.number() + 1);
+        return reader.error();
+    }
     if (!device || header.model.empty())
         return kErrWrongConfiguration;
     return kOk;
 }
 
-KyrCamErr setFeature(ArvGc *gc, const Line &line)
+ArvGcFeatureNode *featureNamed(ArvGc *gc, const std::string &name)
 {
-    ArvGcNode *node = arv_gc_get_node(gc, line.name.c_str());
-    if (!node || !ARV_IS_GC_FEATURE_NODE(node))
-        return kErrGenICamUnknownParameter;
+    ArvGcNode *node = arv_gc_get_node(gc, name.c_str());
+    return node && ARV_IS_GC_FEATURE_NODE(node) ? ARV_GC_FEATURE_NODE(node) : nullptr;
+}
+
+KyrCamErr setValue(ArvGcFeatureNode *feature, const std::string &value)
+{
     AravisError error;
-    arv_gc_feature_node_set_value_from_string(ARV_GC_FEATURE_NODE(node), line.value.c_str(), error.out());
+    arv_gc_feature_node_set_value_from_string(feature, value.c_str(), error.out());
     return error.code();
+}
+
+KyrCamErr getValue(ArvGcFeatureNode *feature, std::string &value)
+{
+    AravisError error;
+    const char *text = arv_gc_feature_node_get_value_as_string(feature, error.out());
+    value = text ? text : "";
+    return error.code();
+}
+
+// The selectors of a device's description, and for each feature the selectors
+// that select it.
+struct Selectors {
+    explicit Selectors(ArvGc *gc) { collect(ARV_DOM_NODE(arv_dom_document_get_document_element(ARV_DOM_DOCUMENT(gc)))); }
+
+    void collect(ArvDomNode *parent)
+    {
+        for (ArvDomNode *child = arv_dom_node_get_first_child(parent); child;
+             child = arv_dom_node_get_next_sibling(child)) {
+            if (isSelector(ARV_GC_NODE(child))) {
+                const std::string name = arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(child));
+                names.insert(name);
+                for (const GSList *item = arv_gc_selector_get_selected_features(ARV_GC_SELECTOR(child)); item;
+                     item = item->next)
+                    of[arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(item->data))].push_back(name);
+            } else if (ARV_IS_DOM_ELEMENT(child) && !ARV_IS_GC_FEATURE_NODE(child)) {
+                collect(child);
+            }
+        }
+    }
+
+    std::set<std::string> names;
+    std::map<std::string, std::vector<std::string>> of;
+};
+
+// One write of a load: the feature's value under its selectors' values.
+struct Write {
+    Write(ArvGc *gc, const Line &line) : feature(featureNamed(gc, line.name)), value(line.value), line(line.number) {}
+
+    ArvGcFeatureNode *feature;
+    std::vector<std::pair<ArvGcFeatureNode *, std::string>> selectors;
+    std::string value;
+    size_t line;
+    std::string original;  // the device's value before the load
+    bool applied = false;
+};
+
+// Turns the file's lines into writes: checks every name, and keeps for each
+// feature and selector values the last value the file gives, where it gives
+// it. Selectors end with the value the file leaves them at.
+KyrCamErr plan(ArvGc *gc, const std::vector<Line> &lines, std::vector<Write> &writes)
+{
+    const Selectors selectors(gc);
+    std::map<std::string, std::string> current;  // selector values so far
+    std::map<std::string, size_t> latest;         // write key -> line index
+    std::vector<std::string> keys(lines.size());
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const Line &line = lines[i];
+        if (!featureNamed(gc, line.name)) {
+            logDebug("config: line %zu: no feature %s", line.number, line.name.c_str());
+            return kErrGenICamUnknownParameter;
+        }
+        if (selectors.names.count(line.name) != 0) {
+            current[line.name] = line.value;
+            continue;
+        }
+        std::string key = line.name;
+        const auto selecting = selectors.of.find(line.name);
+        if (selecting != selectors.of.end()) {
+            for (const std::string &selector : selecting->second)
+                key += '\0' + selector + '=' + current[selector];
+        }
+        latest[key] = i;
+        keys[i] = std::move(key);
+    }
+    std::map<std::string, size_t> lastSelectorLine;
+    for (size_t i = 0; i < lines.size(); ++i) {
+        if (selectors.names.count(lines[i].name) != 0)
+            lastSelectorLine[lines[i].name] = i;
+    }
+    // Selector values in effect at each kept line, replayed in file order.
+    current.clear();
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const Line &line = lines[i];
+        if (selectors.names.count(line.name) != 0) {
+            current[line.name] = line.value;
+            if (lastSelectorLine[line.name] == i)
+                writes.emplace_back(gc, line);
+            continue;
+        }
+        if (latest[keys[i]] != i)
+            continue;
+        Write write(gc, line);
+        const auto selecting = selectors.of.find(line.name);
+        if (selecting != selectors.of.end()) {
+            for (const std::string &selector : selecting->second) {
+                const auto value = current.find(selector);
+                if (value != current.end())
+                    write.selectors.emplace_back(featureNamed(gc, selector), value->second);
+            }
+        }
+        writes.push_back(std::move(write));
+    }
+    return kOk;
+}
+
+// Sets a write's selectors, then reads (`read`) or writes its feature.
+KyrCamErr run(Write &write, bool read)
+{
+    for (const auto &selector : write.selectors) {
+        const KyrCamErr code = setValue(selector.first, selector.second);
+        if (code != kOk)
+            return code;
+    }
+    return read ? getValue(write.feature, write.original) : setValue(write.feature, write.value);
+}
+
+// Puts back the values that applied writes changed, latest first.
+void restore(std::vector<Write> &writes)
+{
+    for (auto write = writes.rbegin(); write != writes.rend(); ++write) {
+        if (!write->applied)
+            continue;
+        for (const auto &selector : write->selectors)
+            setValue(selector.first, selector.second);
+        if (setValue(write->feature, write->original) != kOk)
+            logDebug("config: could not put back %s", arv_gc_feature_node_get_name(write->feature));
+    }
 }
 
 } // namespace
@@ -311,35 +499,53 @@ KyrCamErr loadConfiguration(AravisDevice &device, const char *path) noexcept
             return kErrWrongConfiguration;
 
         Lock lock(camera->mutex());
-        std::vector<size_t> pending(lines.size());
-        for (size_t i = 0; i < pending.size(); ++i)
-            pending[i] = i;
-        bool retry = false;
-        while (!pending.empty()) {
-            std::vector<size_t> failed;
-            code = kOk;
-            for (size_t index : pending) {
-                // A retried line first puts back the selectors it was written
-                // under.
-                if (retry) {
-                    for (size_t selector : lines[index].context) {
-                        if (lines[selector].name != lines[index].name)
-                            setFeature(camera->gc(), lines[selector]);
-                    }
+        std::vector<Write> writes;
+        code = plan(camera->gc(), lines, writes);
+        if (code != kOk)
+            return code;
+        // What to put back on failure: first what needs no selector (the
+        // selectors among them), then the rest, which sets selectors.
+        for (const bool selected : { false, true }) {
+            for (Write &write : writes) {
+                if (write.selectors.empty() == selected)
+                    continue;
+                code = run(write, true);
+                if (code != kOk) {
+                    logDebug("config: line %zu: %s unreadable", write.line,
+                             arv_gc_feature_node_get_name(write.feature));
+                    // Reads under selectors changed them: put back all
+                    // that the first pass read.
+                    for (Write &unselected : writes)
+                        unselected.applied = selected && unselected.selectors.empty();
+                    restore(writes);
+                    return code;
                 }
-                const KyrCamErr lineCode = setFeature(camera->gc(), lines[index]);
+            }
+        }
+        std::vector<Write *> pending;
+        for (Write &write : writes)
+            pending.push_back(&write);
+        for (int round = 0; round <= kRetryRounds && !pending.empty(); ++round) {
+            std::vector<Write *> failed;
+            for (Write *write : pending) {
+                const KyrCamErr lineCode = run(*write, false);
+                write->applied = write->applied || lineCode == kOk;
                 if (lineCode != kOk) {
-                    failed.push_back(index);
-                    if (code == kOk)
+                    failed.push_back(write);
+                    if (failed.size() == 1)
                         code = lineCode;
                 }
             }
             if (failed.size() == pending.size())
-                return code;
+                break;
             pending = std::move(failed);
-            retry = true;
         }
-        return kOk;
+        if (pending.empty())
+            return kOk;
+        logDebug("config: line %zu: %s=%s refused (%d); the load is undone", pending.front()->line,
+                 arv_gc_feature_node_get_name(pending.front()->feature), pending.front()->value.c_str(), code);
+        restore(writes);
+        return code;
     } catch (...) {
         return kErrOutOfMemory;
     }

@@ -113,6 +113,56 @@ TEST_F(Configuration, ForeignOrMissingFilesAreRefused)
     std::remove(path.c_str());
 }
 
+// Writes a configuration file for the simulated camera with `features` after
+// its header; `end` ends each header line.
+void writeConfig(const std::string &path, const std::string &features, const char *end = "\n")
+{
+    std::ofstream file(path, std::ios::binary);
+    for (const char *line : { "# KyrCameraApi device configuration", "[Device]", "Vendor=Aravis", "Model=Fake",
+                              "SerialNumber=SIM0001", "[Features]" })
+        file << line << end;
+    file << features;
+}
+
+TEST_F(Configuration, LoadsAreBoundedAndAllOrNothing)
+{
+    const std::string path = tempPath("bounded.txt");
+    KyrCamErr err = -1;
+    ASSERT_EQ(params_->SetIntegerValue("Width", 512), kOk);
+    ASSERT_EQ(params_->SetIntegerValue("Height", 512), kOk);
+    ASSERT_EQ(params_->SetIntegerValue("OffsetX", 0), kOk);
+    const auto unchanged = [&] {
+        EXPECT_EQ(params_->GetIntegerValue("Width", &err), 512);
+        EXPECT_EQ(params_->GetIntegerValue("Height", &err), 512);
+        EXPECT_EQ(params_->GetIntegerValue("OffsetX", &err), 0);
+    };
+
+    // Not a configuration file, however long its first line.
+    EXPECT_EQ(device_->LoadConfiguration("/dev/zero"), kErrWrongConfiguration);
+    writeConfig(path, "Width=256\nDeviceUserID=" + std::string(70 * 1024, 'x') + "\n");
+    EXPECT_EQ(device_->LoadConfiguration(path.c_str()), kErrWrongConfiguration);
+    writeConfig(path, std::string("Width=256\nDeviceUserID=a\0b\n", 27));
+    EXPECT_EQ(device_->LoadConfiguration(path.c_str()), kErrWrongConfiguration);
+    // Every name is checked before anything is written.
+    writeConfig(path, "Width=256\nNoSuchFeature=1\n");
+    EXPECT_EQ(device_->LoadConfiguration(path.c_str()), kErrGenICamUnknownParameter);
+    unchanged();
+    // A value the camera refuses half-way puts back what came before it.
+    writeConfig(path, "Width=256\nHeight=128\nOffsetX=8\nPixelFormat=NoSuchFormat\n");
+    EXPECT_NE(device_->LoadConfiguration(path.c_str()), kOk);
+    unchanged();
+
+    // CRLF line ends, and a long file that says little: the last value wins.
+    std::string many;
+    for (int i = 0; i < 50000; ++i)
+        many += "Width=" + std::to_string(64 + 8 * (i % 8)) + "\r\nOffsetX=" + std::to_string(i % 4) + "\r\n";
+    writeConfig(path, many + "Width=320\r\n", "\r\n");
+    EXPECT_EQ(device_->LoadConfiguration(path.c_str()), kOk);
+    EXPECT_EQ(params_->GetIntegerValue("Width", &err), 320);
+    EXPECT_EQ(params_->GetIntegerValue("OffsetX", &err), 3);
+    std::remove(path.c_str());
+}
+
 struct LostEvents {
     std::mutex mutex;
     std::condition_variable arrived;
