@@ -13,6 +13,8 @@ constexpr uint64_t kWithoutLimit = ~uint64_t(0);
 // Longer waits than this (about 35 years) count as waits without limit, which
 // keeps the deadline arithmetic in range.
 constexpr uint64_t kLongestTimeoutMs = uint64_t(1) << 40;
+// No queue needs more; a script's mistake must not take the machine's memory.
+constexpr int64_t kMaxBuffers = 1024;
 constexpr int64_t kMinBuffers = 1;
 constexpr int64_t kAlignment = 64;
 
@@ -289,7 +291,7 @@ KyrCamErr AravisStream::FlushBuffers(int32_t mode) noexcept
 
 KyrCamErr AravisStream::AllocBufferQueue(void *userData, int64_t count) noexcept
 {
-    if (count < 1)
+    if (count < 1 || count > kMaxBuffers)
         return kErrInvalidParameter;
     const int64_t size = GetBufferSize();
     if (size < 1)

@@ -20,6 +20,9 @@ namespace {
 
 constexpr int kDiscoveryAnswerTimeoutMs = 200;
 constexpr uint64_t kWaitWithoutLimit = ~uint64_t(0);
+// Longer timeouts (about 35 years) wait without limit: std::chrono would
+// overflow converting them.
+constexpr uint64_t kLongestTimeoutMs = uint64_t(1) << 40;
 
 struct IfAddrsFree {
     void operator()(ifaddrs *list) const noexcept { freeifaddrs(list); }
@@ -170,7 +173,7 @@ bool AravisSystem::enumerate(uint64_t timeoutMs) noexcept
     const uint64_t ticket = ++requested_;
     wake_.notify_all();
     const auto done = [&] { return completed_ >= ticket; };
-    if (timeoutMs == kWaitWithoutLimit) {
+    if (timeoutMs >= kLongestTimeoutMs) {
         wake_.wait(lock, done);
         return true;
     }

@@ -158,6 +158,7 @@ TEST_F(Streaming, QueueRules)
     KyrCamErr err = -1;
     EXPECT_EQ(stream_->StartAcquisition(~uint64_t(0), nullptr), kErrInvalidBuffer);
     EXPECT_EQ(stream_->AllocBufferQueue(nullptr, 0), kErrInvalidParameter);
+    EXPECT_EQ(stream_->AllocBufferQueue(nullptr, 1025), kErrInvalidParameter);
     ASSERT_EQ(stream_->AllocBufferQueue(nullptr, 2), kOk);
     EXPECT_EQ(stream_->AllocBufferQueue(nullptr, 2), kErrResourceInUse);
     EXPECT_EQ(stream_->GetBufferQueueSize(), 2);

@@ -285,8 +285,9 @@ public:
     // A FlushMode. Codes: kErrInvalidParameter (unknown mode).
     virtual KyrCamErr FlushBuffers(int32_t mode) noexcept = 0;
     // Announces `count` buffers of GetBufferSize() bytes and queues them;
-    // `userData` is kept with each. Codes: kErrInvalidParameter (count below 1),
-    // kErrResourceInUse (a queue exists: release it first), kErrOutOfMemory.
+    // `userData` is kept with each. Codes: kErrInvalidParameter (count below 1
+    // or above 1024), kErrResourceInUse (a queue exists: release it first),
+    // kErrOutOfMemory.
     virtual KyrCamErr AllocBufferQueue(void *userData, int64_t count) noexcept = 0;
     // Revokes and frees every buffer of the stream. Codes: kErrBusy (acquiring).
     virtual KyrCamErr ReleaseBufferQueue() noexcept = 0;
