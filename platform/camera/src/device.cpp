@@ -1,6 +1,5 @@
 #include "device_private.h"
 
-#include <chrono>
 #include <cstring>
 #include <vector>
 
@@ -15,8 +14,6 @@ namespace KyrCam {
 namespace {
 
 constexpr uint32_t kPrivilegeExclusiveAndControl = 0x3;
-// How long a device lost a moment ago may still be reporting it.
-constexpr std::chrono::seconds kLastReferenceWait(5);
 
 GObjectPtr<GInetAddress> inetAddress(uint32_t address)
 {
@@ -92,35 +89,14 @@ AravisDevice::~AravisDevice()
     info_.setOpenHere(false);
 }
 
-// Aravis emits "control-lost" on the device's heartbeat thread and holds a
-// reference of its own while it does. Were ours dropped first, that thread
-// would finalize the device and join itself. So ours becomes a toggle
-// reference, which tells when it is the last one, and goes only then: the
-// device is finalized here, which joins the heartbeat thread.
 void AravisDevice::dropDevice() noexcept
 {
     GObject *object = G_OBJECT(device_.release());
-    g_object_add_toggle_ref(object, onToggle, this);
-    g_object_unref(object);
-    {
-        std::unique_lock<std::mutex> lock(lastRefMutex_);
-        if (!lastRef_.wait_for(lock, kLastReferenceWait,
-                               [object] { return g_atomic_int_get(&object->ref_count) == 1; }))
-            logDebug("device: another reference outlives the device");
-    }
-    g_object_remove_toggle_ref(object, onToggle, this);
-}
-
-void AravisDevice::onToggle(gpointer self, GObject *, gboolean isLast)
-{
-    if (!isLast)
-        return;
-    auto *device = static_cast<AravisDevice *>(self);
-    {
-        // Orders the wake-up after a waiter's check of the count.
-        std::lock_guard<std::mutex> lock(device->lastRefMutex_);
-    }
-    device->lastRef_.notify_all();
+    AravisSystem *system = aravisSystem();
+    if (lost_ && system)
+        system->reaper().drop(object);
+    else
+        unrefLast(object);
 }
 
 void AravisDevice::onControlLost(ArvDevice *, gpointer self)

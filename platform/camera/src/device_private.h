@@ -5,7 +5,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -78,7 +77,7 @@ public:
 private:
     AravisDevice(AravisDeviceInfo &info, int32_t mode, GObjectPtr<ArvDevice> device, bool gige);
     static void onControlLost(ArvDevice *device, gpointer self);
-    static void onToggle(gpointer self, GObject *object, gboolean isLast);
+    // Drops the Aravis device; that of a lost device on the system's reaper.
     void dropDevice() noexcept;
 
     AravisDeviceInfo &info_;
@@ -86,8 +85,6 @@ private:
     const bool gige_;
     TransportSettings settings_;
     GObjectPtr<ArvDevice> device_;
-    std::mutex lastRefMutex_;
-    std::condition_variable lastRef_;
     gulong lostHandler_ = 0;
     std::atomic<bool> lost_{ false };
     std::unique_ptr<AravisParamArray> camera_;

@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "device_private.h"
+#include "system_private.h"
 
 namespace KyrCam {
 
@@ -87,6 +88,15 @@ AravisStream::~AravisStream()
     // the handler takes ours.
     arv_stream_set_emit_signals(stream_.get(), FALSE);
     g_signal_handler_disconnect(stream_.get(), newBufferHandler_);
+    AravisSystem *system = aravisSystem();
+    if (lost_ && system) {
+        // Closing the stream channel of a camera that is gone waits out
+        // Aravis's timeouts: the reaper does that. Aravis gives back every
+        // buffer here, before they are freed.
+        drainAravis();
+        system->reaper().drop(G_OBJECT(stream_.release()));
+        return;
+    }
     // Joins Aravis's stream thread and drops the references Aravis holds.
     stream_.reset();
 }

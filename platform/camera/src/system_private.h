@@ -18,6 +18,7 @@
 #include "device_info_private.h"
 #include "event_dispatcher_private.h"
 #include "local_port_private.h"
+#include "reaper_private.h"
 
 namespace KyrCam {
 
@@ -77,6 +78,7 @@ public:
     // The present device with this vendor, model and serial number, or null.
     AravisDeviceInfo *findDevice(const std::string &vendor, const std::string &model, const std::string &serial) noexcept;
     EventDispatcher &events() noexcept { return events_; }
+    Reaper &reaper() noexcept { return reaper_; }
 
     InterfaceList *GetInterfaceList(uint32_t mask) noexcept override;
     const char *GetDisplayName() noexcept override;
@@ -90,6 +92,7 @@ private:
     void distribute(std::vector<DeviceRecord> records);
 
     EventDispatcher events_;
+    Reaper reaper_;
     std::vector<std::unique_ptr<AravisInterface>> interfaces_;
     std::string version_;
 
