@@ -23,6 +23,7 @@ struct State {
     std::vector<std::string> log;
     std::vector<std::string> history;  // every call since the reset, for the barriers
     int liveObjects = 0;
+    std::map<std::string, int> holders;  // objects handed out, by name
     std::set<std::string> retired;
     int misuses = 0;
 };
@@ -53,12 +54,15 @@ void record(const std::string &call)
 void retire(const std::string &object)
 {
     std::lock_guard<std::mutex> lock(state().mutex);
-    state().retired.insert(object);
+    int &holders = state().holders[object];
+    if (holders > 0 && --holders == 0)
+        state().retired.insert(object);
 }
 
 void revive(const std::string &object)
 {
     std::lock_guard<std::mutex> lock(state().mutex);
+    ++state().holders[object];
     state().retired.erase(object);
 }
 
@@ -146,6 +150,7 @@ void KyrScript_Reset()
     state().pushed.clear();
     state().log.clear();
     state().history.clear();
+    state().holders.clear();
     state().retired.clear();
     state().misuses = 0;
 }

@@ -42,10 +42,11 @@ KYRSCRIPT_API void objectCreated();
 KYRSCRIPT_API void objectReleased();
 
 // Released objects are not freed but kept as they are, so that a caller that
-// reaches one again is caught instead of reading freed memory: from retire()
-// on, every call recorded on `object` (or on a feature of it, "object/...")
-// counts as a use after release, until an object of that name is made again
-// (revive). Such a use is written to stderr and counted (KyrScript_Misuses).
+// reaches one again is caught instead of reading freed memory. Objects shared
+// by name (a device's parameter arrays) are counted: each hand-out revives
+// `object`, each release retires it once; once none is left, every call
+// recorded on it (or on a feature of it, "object/...") counts as a use after
+// release. Such a use is written to stderr and counted (KyrScript_Misuses).
 KYRSCRIPT_API void retire(const std::string &object);
 KYRSCRIPT_API void revive(const std::string &object);
 // Counts `call` as a use after release, for objects that log no calls.

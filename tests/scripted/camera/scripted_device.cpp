@@ -54,7 +54,6 @@ ScriptedDevice::ScriptedDevice(std::string name)
     , events_(std::make_unique<ScriptedEvents>())
 {
     objectCreated();
-    revive(name_);
     OpenDevices &devices = openDevices();
     std::lock_guard<std::mutex> lock(devices.mutex);
     devices.hubs[name_] = events_->hub();
@@ -62,14 +61,21 @@ ScriptedDevice::ScriptedDevice(std::string name)
 
 ScriptedDevice::~ScriptedDevice() = default;
 
+void ScriptedDevice::logCall(const std::string &call)
+{
+    record(call);
+    if (released_)
+        misuse(call);
+}
+
 void ScriptedDevice::Release() noexcept
 {
-    record(name_ + ".Release()");
+    logCall(name_ + ".Release()");
     std::vector<ScriptedStream *> streams;
     std::vector<std::string> arrays;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        if (!events_)
+        if (released_.exchange(true))
             return;
         streams.swap(streams_);
         arrays.swap(arrays_);
@@ -86,7 +92,6 @@ void ScriptedDevice::Release() noexcept
             devices.hubs.erase(found);
     }
     events_.reset();
-    retire(name_);
     for (const std::string &array : arrays)
         retire(array);
     objectReleased();
@@ -95,14 +100,14 @@ void ScriptedDevice::Release() noexcept
 // Answers: the name of the device info; the device's own name by default.
 KyrCam::DeviceInfo *ScriptedDevice::GetInfo() noexcept
 {
-    record(name_ + ".GetInfo()");
+    logCall(name_ + ".GetInfo()");
     return deviceInfoNamed(answer({ name_ + ".GetInfo" }).value_or(name_));
 }
 
 // Answers: the count; 1 by default.
 uint32_t ScriptedDevice::GetNumStreams() noexcept
 {
-    record(name_ + ".GetNumStreams()");
+    logCall(name_ + ".GetNumStreams()");
     return static_cast<uint32_t>(answerInt({ name_ + ".GetNumStreams" }, 1));
 }
 
@@ -123,14 +128,14 @@ KyrCam::Stream *ScriptedDevice::openStream(const std::string &key, int64_t index
 // "<device>-stream<index>" below the stream count.
 KyrCam::Stream *ScriptedDevice::GetStreamByIndex(uint32_t index) noexcept
 {
-    record(name_ + ".GetStreamByIndex(" + std::to_string(index) + ")");
+    logCall(name_ + ".GetStreamByIndex(" + std::to_string(index) + ")");
     return openStream(name_ + ".GetStreamByIndex", index);
 }
 
 // Answers: as GetStreamByIndex; by default the ids "Stream<index>".
 KyrCam::Stream *ScriptedDevice::GetStreamById(const char *id) noexcept
 {
-    record(name_ + ".GetStreamById(" + quoted(id) + ")");
+    logCall(name_ + ".GetStreamById(" + quoted(id) + ")");
     int64_t index = -1;
     if (id && std::strncmp(id, "Stream", 6) == 0 && id[6] >= '0' && id[6] <= '9')
         index = std::strtoll(id + 6, nullptr, 10);
@@ -141,7 +146,7 @@ KyrCam::Stream *ScriptedDevice::GetStreamById(const char *id) noexcept
 // below 1, else 0 and the bytes last written at those addresses.
 KyrCamErr ScriptedDevice::ReadMem(int64_t address, void *buffer, int64_t size) noexcept
 {
-    record(name_ + ".ReadMem(" + addressOf(address) + ", " + std::to_string(size) + ")");
+    logCall(name_ + ".ReadMem(" + addressOf(address) + ", " + std::to_string(size) + ")");
     const KyrCamErr natural = !buffer || size < 1 ? KyrCam::kErrInvalidParameter : KyrCam::kOk;
     const auto code = static_cast<KyrCamErr>(answerInt({ name_ + ".ReadMem" }, natural));
     if (code != KyrCam::kOk || !buffer)
@@ -160,7 +165,7 @@ KyrCamErr ScriptedDevice::ReadMem(int64_t address, void *buffer, int64_t size) n
 KyrCamErr ScriptedDevice::WriteMem(int64_t address, const void *data, uint64_t size, uint64_t *written) noexcept
 {
     const std::string bytes = data ? hexOf(data, size) : "null";
-    record(name_ + ".WriteMem(" + addressOf(address) + ", " + bytes + ")");
+    logCall(name_ + ".WriteMem(" + addressOf(address) + ", " + bytes + ")");
     const KyrCamErr natural = !data || size == 0 ? KyrCam::kErrInvalidParameter : KyrCam::kOk;
     const auto code = static_cast<KyrCamErr>(answerInt({ name_ + ".WriteMem" }, natural));
     if (written)
@@ -176,7 +181,7 @@ KyrCamErr ScriptedDevice::WriteMem(int64_t address, const void *data, uint64_t s
 // Answers: the code; 0 by default. Only a registration answered 0 is kept.
 KyrCamErr ScriptedDevice::RegisterEvent(uint32_t eventId, KyrCam::EventCallback callback, void *context) noexcept
 {
-    record(name_ + ".RegisterEvent(" + std::to_string(eventId) + ")");
+    logCall(name_ + ".RegisterEvent(" + std::to_string(eventId) + ")");
     const auto code = static_cast<KyrCamErr>(answerInt({ name_ + ".RegisterEvent" }, KyrCam::kOk));
     if (code == KyrCam::kOk && events_)
         events_->add(eventId, callback, context);
@@ -187,7 +192,7 @@ KyrCamErr ScriptedDevice::RegisterEvent(uint32_t eventId, KyrCam::EventCallback 
 // registration. The registration goes whatever the answer.
 KyrCamErr ScriptedDevice::UnRegisterEvent(uint32_t eventId, KyrCam::EventCallback callback, void *context) noexcept
 {
-    record(name_ + ".UnRegisterEvent(" + std::to_string(eventId) + ")");
+    logCall(name_ + ".UnRegisterEvent(" + std::to_string(eventId) + ")");
     const KyrCamErr natural = events_ ? events_->remove(eventId, callback, context) : KyrCam::kErrInvalidParameter;
     return static_cast<KyrCamErr>(answerInt({ name_ + ".UnRegisterEvent" }, natural));
 }
@@ -209,28 +214,28 @@ KyrGenParam::Array *ScriptedDevice::parameters(const std::string &key, const std
 // default. "<device>.GetTransportParameters.err": the code, 0 by default.
 KyrGenParam::Array *ScriptedDevice::GetTransportParameters(KyrCamErr *err) noexcept
 {
-    record(name_ + ".GetTransportParameters()");
+    logCall(name_ + ".GetTransportParameters()");
     return parameters(name_ + ".GetTransportParameters", name_ + "-transport", err);
 }
 
 // Answers: as GetTransportParameters; "<device>-camera" by default.
 KyrGenParam::Array *ScriptedDevice::GetCameraParameters(KyrCamErr *err) noexcept
 {
-    record(name_ + ".GetCameraParameters()");
+    logCall(name_ + ".GetCameraParameters()");
     return parameters(name_ + ".GetCameraParameters", name_ + "-camera", err);
 }
 
 // Answers: the code; 0 by default.
 KyrCamErr ScriptedDevice::SaveConfiguration(const char *path) noexcept
 {
-    record(name_ + ".SaveConfiguration(" + quoted(path) + ")");
+    logCall(name_ + ".SaveConfiguration(" + quoted(path) + ")");
     return static_cast<KyrCamErr>(answerInt({ name_ + ".SaveConfiguration" }, KyrCam::kOk));
 }
 
 // Answers: the code; 0 by default.
 KyrCamErr ScriptedDevice::LoadConfiguration(const char *path) noexcept
 {
-    record(name_ + ".LoadConfiguration(" + quoted(path) + ")");
+    logCall(name_ + ".LoadConfiguration(" + quoted(path) + ")");
     return static_cast<KyrCamErr>(answerInt({ name_ + ".LoadConfiguration" }, KyrCam::kOk));
 }
 

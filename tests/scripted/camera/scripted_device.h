@@ -7,12 +7,14 @@
 // thread; tests fire events at a device by name (KyrScriptCam_FireEvent).
 //
 // Release closes the streams the device opened that are still open, as the
-// library does, stops the event thread and retires the device and the arrays
-// it handed out (script.h).
+// library does, and stops the event thread. The device is kept, and so are
+// the arrays it handed out: a later call on either counts as a use after
+// release (script.h).
 //
 // Threads: any thread; event callbacks run on the device's event thread.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -54,6 +56,8 @@ private:
     // index below the stream count; null for "null" or no such stream.
     KyrCam::Stream *openStream(const std::string &key, int64_t index);
     KyrGenParam::Array *parameters(const std::string &key, const std::string &defaultName, KyrCamErr *err);
+    // Records `call`, a use after release once released.
+    void logCall(const std::string &call);
 
     const std::string name_;
     std::mutex mutex_;
@@ -61,6 +65,7 @@ private:
     std::vector<class ScriptedStream *> streams_;  // opened here, under mutex_
     std::vector<std::string> arrays_;              // handed out, under mutex_
     std::unique_ptr<ScriptedEvents> events_;       // none once released
+    std::atomic<bool> released_{ false };
 };
 
 // Opens a device for the script key `key` ("KyrCam_CreateDevice",

@@ -131,7 +131,7 @@ ScriptedBuffer::ScriptedBuffer(int index, int64_t size)
 bool ScriptedBuffer::deliver(const Frame &frame)
 {
     const uint64_t payload = std::max<uint64_t>(frame.size, frame.data.size());
-    if (frame.offset > memory_.max_size() || payload > memory_.max_size() - frame.offset)
+    if (frame.offset > uint64_t(kMaxBufferSize) || payload > uint64_t(kMaxBufferSize) - frame.offset)
         return false;
     try {
         memory_.assign(frame.offset + payload, 0);
