@@ -7,7 +7,7 @@ JOBS := $(shell nproc)
 PYTEST := KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(PYTHON) -m pytest -q -p no:cacheprovider
 MAKEFLAGS += --no-print-directory
 
-.PHONY: deps build test demo bench clean
+.PHONY: deps build test test-asan fuzz demo bench clean
 
 deps:
 	@scripts/deps.sh
@@ -17,11 +17,42 @@ build: deps
 	@cmake --build $(BUILD_DIR) -j $(JOBS)
 
 # C++ tests first, then the module on the real platform, then the binding on
-# the scripted one (one build per Python process).
+# the scripted one (one build per Python process), then the same again with
+# the sanitizers, and the fuzzer.
 test: build
 	@cd $(BUILD_DIR) && ctest --output-on-failure --no-tests=ignore
 	@$(PYTEST) $(wildcard tests/platform tests/integration)
 	@$(PYTEST) tests/binding
+	@$(MAKE) test-asan
+
+# The sanitizer suite: everything built with AddressSanitizer and
+# UndefinedBehaviorSanitizer into its own directory; any report is fatal.
+# Python itself is not instrumented, so the runtimes are preloaded; CPython's
+# own allocations are not leak-checked.
+ASAN_DIR := build-asan
+SANITIZED := KYR_SANITIZED=1 KYR_BUILD_DIR=$(abspath $(ASAN_DIR)) \
+	LD_PRELOAD="$$(gcc -print-file-name=libasan.so) $$(gcc -print-file-name=libubsan.so)" \
+	ASAN_OPTIONS=detect_leaks=0:abort_on_error=1:allocator_may_return_null=1 \
+	UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+# Calls per fuzzer run, on the scripted platform and against the simulated
+# camera; FUZZ_SEED replays a run.
+FUZZ_CALLS := 50000
+FUZZ_REAL_CALLS := 5000
+FUZZ := $(PYTHON) tests/fuzz/fuzz_module.py $(if $(FUZZ_SEED),--seed $(FUZZ_SEED))
+
+test-asan: deps
+	@cmake -S . -B $(ASAN_DIR) -DKYR_SANITIZE=ON -DPython3_EXECUTABLE=$(PYTHON) --log-level=WARNING >/dev/null
+	@cmake --build $(ASAN_DIR) -j $(JOBS)
+	@cd $(ASAN_DIR) && ctest --output-on-failure --no-tests=ignore
+	@$(SANITIZED) $(PYTHON) -m pytest -q -p no:cacheprovider $(wildcard tests/platform tests/integration)
+	@$(SANITIZED) $(PYTHON) -m pytest -q -p no:cacheprovider tests/binding
+	@$(SANITIZED) $(FUZZ) --target scripted --calls $(FUZZ_CALLS)
+	@$(SANITIZED) $(FUZZ) --target real --calls $(FUZZ_REAL_CALLS)
+
+# The fuzzer alone on the plain build, for long runs: make fuzz FUZZ_CALLS=200000
+fuzz: build
+	@KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(FUZZ) --target scripted --calls $(FUZZ_CALLS)
+	@KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(FUZZ) --target real --calls $(FUZZ_REAL_CALLS)
 
 demo: build
 	@KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(PYTHON) examples/grab.py
@@ -32,4 +63,4 @@ bench: build
 	for b in $$benches; do KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(PYTHON) $$b; done
 
 clean:
-	rm -rf $(BUILD_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR)

@@ -69,6 +69,8 @@ def test_results_are_owned_by_the_caller_alone(iface, call):
     assert sys.getrefcount(result) == 2  # the local name and the argument
 
 
+@pytest.mark.skipif(os.environ.get("KYR_SANITIZED") == "1",
+                    reason="AddressSanitizer holds freed memory back, so resident memory tells nothing")
 def test_memory_stays_flat_over_100k_calls(iface, scripted):
     params = iface.GetParameters()
     root = params.GetRootCategory()
