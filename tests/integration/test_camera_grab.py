@@ -24,19 +24,21 @@ pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="a private network nam
 
 def pattern(width, height, frame, pixel_format):
     """The simulated camera's frame: pixel (x, y) is x + y + frame id, cut to
-    the format (Mono8 bytes; Mono12Packed, two pixels in three bytes)."""
+    the format (Mono8 bytes; Mono12Packed, two pixels in three bytes). The
+    pixel count is even."""
     if pixel_format == "Mono8":
         line = bytes(range(256)) * ((width + 511) // 256)
         return b"".join(line[(y + frame) % 256:][:width] for y in range(height))
+    # Packed over the whole frame: with an odd width a line starts mid-pair.
+    values = [(x + y + frame) & 0xFFF for y in range(height) for x in range(width)]
     out = bytearray()
-    for y in range(height):
-        for x in range(0, width, 2):
-            p0, p1 = (x + y + frame) & 0xFFF, (x + 1 + y + frame) & 0xFFF
-            out += bytes((p0 >> 4, (p0 & 0xF) | ((p1 & 0xF) << 4), p1 >> 4))
+    for p0, p1 in zip(values[0::2], values[1::2]):
+        out += bytes((p0 >> 4, (p0 & 0xF) | ((p1 & 0xF) << 4), p1 >> 4))
     return bytes(out)
 
 
-@pytest.mark.parametrize("width,height,pixel_format", [(640, 480, "Mono8"), (320, 240, "Mono12Packed")])
+@pytest.mark.parametrize("width,height,pixel_format",
+                         [(640, 480, "Mono8"), (320, 240, "Mono12Packed"), (641, 100, "Mono12Packed")])
 def test_grab_streams_complete_frames_and_reopens_from_configuration(width, height, pixel_format, tmp_path):
     run = subprocess.run(
         [sys.executable, str(GRAB), "--private-network", "--width", str(width), "--height", str(height),

@@ -53,24 +53,24 @@ void fillMono16(uint8_t *data, size_t size, uint32_t width, uint32_t height, uin
 
 // GigE Vision "Packed": two pixels in three bytes, the high bits of each in its
 // own byte and the low bits sharing the middle one.
+// GigE Vision "Packed": the frame is one run of pixel pairs, so with an odd
+// width a line starts in the middle of a pair.
 void fillPacked(uint8_t *data, size_t size, uint32_t width, uint32_t height, uint64_t frame, uint32_t bits)
 {
     const uint32_t mask = (1u << bits) - 1;
     const uint32_t low = bits - 8;
-    const size_t lineBytes = (size_t(width) * 12 + 7) / 8;
-    for (uint32_t y = 0; y < height; ++y) {
-        if (size_t(y + 1) * lineBytes > size)
+    const uint64_t pixels = uint64_t(width) * height;
+    const auto value = [&](uint64_t i) { return uint32_t(i % width + i / width + frame) & mask; };
+    for (uint64_t i = 0; i < pixels; i += 2) {
+        uint8_t *out = data + i / 2 * 3;
+        const uint32_t p0 = value(i);
+        const uint32_t p1 = i + 1 < pixels ? value(i + 1) : 0;
+        if (size_t(out - data) + 2 > size)
             return;
-        uint8_t *line = data + size_t(y) * lineBytes;
-        for (uint32_t x = 0; x < width; x += 2) {
-            const uint32_t p0 = uint32_t(x + y + frame) & mask;
-            const uint32_t p1 = uint32_t(x + 1 + y + frame) & mask;
-            uint8_t *out = line + size_t(x / 2) * 3;
-            out[0] = uint8_t(p0 >> low);
-            out[1] = uint8_t((p0 & ((1u << low) - 1)) | ((p1 & ((1u << low) - 1)) << 4));
-            if (x + 1 < width)
-                out[2] = uint8_t(p1 >> low);
-        }
+        out[0] = uint8_t(p0 >> low);
+        out[1] = uint8_t((p0 & ((1u << low) - 1)) | ((p1 & ((1u << low) - 1)) << 4));
+        if (i + 1 < pixels && size_t(out - data) + 3 <= size)
+            out[2] = uint8_t(p1 >> low);
     }
 }
 

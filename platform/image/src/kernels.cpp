@@ -134,6 +134,22 @@ void unpackLine(const uint8_t *source, uint16_t *target, uint32_t width, uint32_
     }
 }
 
+void unpackPfncRun(const uint8_t *source, uint16_t *target, uint64_t count, uint32_t bits) noexcept
+{
+    const uint32_t mask = (1u << bits) - 1;
+    uint32_t pending = 0;  // bits read, not yet handed out
+    uint32_t have = 0;
+    for (uint64_t i = 0; i < count; ++i) {
+        while (have < bits) {
+            pending |= uint32_t(*source++) << have;
+            have += 8;
+        }
+        target[i] = uint16_t(pending & mask);
+        pending >>= bits;
+        have -= bits;
+    }
+}
+
 void reduceLine(const uint16_t *source, uint8_t *target, uint64_t count, uint32_t bits) noexcept
 {
     const uint32_t shift = bits > 8 ? bits - 8 : 0;

@@ -11,6 +11,11 @@ namespace KyrImageLib {
 // into 16-bit containers; `bits` is 10 or 12.
 void unpackLine(const uint8_t *source, uint16_t *target, uint32_t width, uint32_t bits) noexcept;
 
+// PFNC "p" pixels (`bits` of 10 or 12 each, one after another, least
+// significant bit first) into 16-bit containers: reads exactly
+// (count x bits + 7) / 8 bytes.
+void unpackPfncRun(const uint8_t *source, uint16_t *target, uint64_t count, uint32_t bits) noexcept;
+
 // 16-bit samples of `bits` significant bits to 8 bits (the top eight),
 // saturating samples that exceed `bits`.
 void reduceLine(const uint16_t *source, uint8_t *target, uint64_t count, uint32_t bits) noexcept;

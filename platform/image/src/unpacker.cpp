@@ -1,4 +1,5 @@
-// libKyrImageUnpacker: GigE Vision "Packed" layouts into 16-bit containers.
+// libKyrImageUnpacker: GigE Vision "Packed" and PFNC "p" layouts into 16-bit
+// containers, over whole frames or padded lines.
 #include <image/KyrImageUnpacker.h>
 
 #include <memory>
@@ -20,6 +21,49 @@ namespace {
 
 constexpr int64_t kGigEVisionLayout = 0;
 constexpr int64_t kMaxSide = 1 << 20;
+// Pixels handed to a line kernel at once (it counts in 32 bits).
+constexpr uint64_t kMaxRun = uint64_t(1) << 30;
+
+struct Packing {
+    uint32_t unpacked;  // 0: not a packed type
+    bool pfnc;          // "p" layout rather than GigE Vision "Packed"
+    uint32_t group;     // pixels that end on a whole byte
+    uint32_t groupBytes;
+};
+
+Packing packingOf(uint32_t code) noexcept
+{
+    if (const uint32_t unpacked = KyrUnpackedTypeOf(code))
+        return { unpacked, false, 2, 3 };
+    switch (code) {
+    case kKyrPixelMono10p: return { kKyrPixelMono10, true, 4, 5 };
+    case kKyrPixelBayerGR10p: return { kKyrPixelBayerGR10, true, 4, 5 };
+    case kKyrPixelBayerRG10p: return { kKyrPixelBayerRG10, true, 4, 5 };
+    case kKyrPixelBayerGB10p: return { kKyrPixelBayerGB10, true, 4, 5 };
+    case kKyrPixelBayerBG10p: return { kKyrPixelBayerBG10, true, 4, 5 };
+    case kKyrPixelMono12p: return { kKyrPixelMono12, true, 2, 3 };
+    case kKyrPixelBayerGR12p: return { kKyrPixelBayerGR12, true, 2, 3 };
+    case kKyrPixelBayerRG12p: return { kKyrPixelBayerRG12, true, 2, 3 };
+    case kKyrPixelBayerGB12p: return { kKyrPixelBayerGB12, true, 2, 3 };
+    case kKyrPixelBayerBG12p: return { kKyrPixelBayerBG12, true, 2, 3 };
+    default: return { 0, false, 0, 0 };
+    }
+}
+
+// Unpacks `count` pixels that start on a whole byte group.
+void unpackRun(const Packing &packing, const uint8_t *in, uint16_t *out, uint64_t count, uint32_t bits) noexcept
+{
+    while (count > 0) {
+        const uint64_t run = count < kMaxRun ? count : kMaxRun;
+        if (packing.pfnc)
+            unpackPfncRun(in, out, run, bits);
+        else
+            unpackLine(in, out, uint32_t(run), bits);
+        in += run / packing.group * packing.groupBytes;
+        out += run;
+        count -= run;
+    }
+}
 
 } // namespace
 
@@ -53,7 +97,8 @@ KyrImageStatus KyrImageUnpacker_Unpack(KyrImageUnpacker *unpacker, const KyrImag
     const ParamSet &params = unpacker->params;
     if (params.intValue("cameraType") != kGigEVisionLayout)
         return kKyrImageErrInvalidArgument;
-    const uint32_t wanted = KyrUnpackedTypeOf(source->pixelType);
+    const Packing packing = packingOf(source->pixelType);
+    const uint32_t wanted = packing.unpacked;
     if (wanted == 0 || target->pixelType != wanted)
         return kKyrImageErrUnsupportedPixelType;
     const int64_t width = params.intValue("width");
@@ -63,19 +108,30 @@ KyrImageStatus KyrImageUnpacker_Unpack(KyrImageUnpacker *unpacker, const KyrImag
     const uint32_t w = uint32_t(width);
     const uint32_t h = uint32_t(height);
     const uint64_t packedLine = lineBytes(source->pixelType, w);
-    const uint64_t sourceStride = source->stride ? source->stride : packedLine;
+    const uint64_t pixels = uint64_t(w) * h;
     const uint64_t targetLine = uint64_t(w) * 2;
-    if (!holdsLines(*source, packedLine, h) || !(target->data || h == 0) || target->size < targetLine * h)
+    const bool wholeFrame = source->stride == 0 || source->stride == packedLine;
+    const uint64_t frameBytes = (pixels * KyrPixelBitsOf(source->pixelType) + 7) / 8;
+    const bool fits = wholeFrame ? pixels == 0 || (source->data && source->size >= frameBytes)
+                                 : holdsLines(*source, packedLine, h);
+    if (!fits || !(target->data || h == 0) || target->size < targetLine * h)
         return kKyrImageErrSizeMismatch;
 
     describe(*target, wanted, w, h);
     target->stride = uint32_t(targetLine);
     const uint32_t bits = pixelLayout(wanted).bitDepth;
     const uint8_t *in = source->data;
-    uint8_t *out = target->data;
+    auto *out = reinterpret_cast<uint16_t *>(target->data);
     forEachSlice(h, sliceCount(h, targetLine * h), [&](uint32_t, uint32_t first, uint32_t end) {
-        for (uint32_t y = first; y < end; ++y)
-            unpackLine(in + y * sourceStride, reinterpret_cast<uint16_t *>(out + y * targetLine), w, bits);
+        if (!wholeFrame) {
+            for (uint32_t y = first; y < end; ++y)
+                unpackRun(packing, in + y * source->stride, out + uint64_t(y) * w, w, bits);
+            return;
+        }
+        // Slices start on whole byte groups; the last takes the rest.
+        const uint64_t from = uint64_t(first) * w / packing.group * packing.group;
+        const uint64_t to = end == h ? pixels : uint64_t(end) * w / packing.group * packing.group;
+        unpackRun(packing, in + from / packing.group * packing.groupBytes, out + from, to - from, bits);
     });
     return kKyrImageOk;
 }

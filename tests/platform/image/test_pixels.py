@@ -4,47 +4,92 @@ content, against references computed here with numpy."""
 import numpy as np
 import pytest
 
-from kyrimage import (BAYER8, BAYER10_PACKED, BAYER12, BAYER12_PACKED, BAYER10, BGR8, ERR_INVALID_ARGUMENT,
-                      ERR_SIZE_MISMATCH, ERR_UNSUPPORTED_PIXEL_TYPE, MONO8, MONO10, MONO10_PACKED, MONO12,
-                      MONO12_PACKED, OK, RGB8, YUV422_8, image_of, pixels_of)
+from kyrimage import (BAYER8, BAYER10, BAYER10_PACKED, BAYER10P, BAYER12, BAYER12_PACKED, BAYER12P, BGR8,
+                      ERR_INVALID_ARGUMENT, ERR_SIZE_MISMATCH, ERR_UNSUPPORTED_PIXEL_TYPE, MONO8, MONO10,
+                      MONO10_PACKED, MONO10P, MONO12, MONO12_PACKED, MONO12P, OK, RGB8, YUV422_8, KyrImage, image_of,
+                      pixels_of)
 
 RNG = np.random.default_rng(7)
 
 
-def pack(samples, bits):
-    """GigE Vision "Packed": two pixels in three bytes, each line whole bytes."""
-    height, width = samples.shape
-    padded = np.zeros((height, width + width % 2), np.uint16)
-    padded[:, :width] = samples
-    first, second = padded[:, 0::2], padded[:, 1::2]
+def pack_gige(samples, bits):
+    """GigE Vision "Packed": pixel pairs in three bytes, the high bits of each
+    pixel in its own byte and the low bits of both in the middle one (the
+    first pixel's in the low nibble), the frame as one run of pixels."""
+    flat = samples.reshape(-1)
+    pairs = np.zeros(flat.size + flat.size % 2, np.uint16)
+    pairs[: flat.size] = flat
+    first, second = pairs[0::2], pairs[1::2]
     low = bits - 8
     mask = (1 << low) - 1
-    out = np.empty((height, padded.shape[1] // 2, 3), np.uint8)
-    out[..., 0] = first >> low
-    out[..., 1] = (first & mask) | ((second & mask) << 4)
-    out[..., 2] = second >> low
-    lines = out.reshape(height, -1)
-    return np.ascontiguousarray(lines[:, : (width * 12 + 7) // 8])
+    out = np.stack([first >> low, (first & mask) | ((second & mask) << 4), second >> low], axis=1)
+    return out.astype(np.uint8).tobytes()[: (flat.size * 12 + 7) // 8]
 
 
-@pytest.mark.parametrize("source_code, target_code, bits", [
-    (MONO12_PACKED, MONO12, 12),
-    (MONO10_PACKED, MONO10, 10),
-    (BAYER12_PACKED["RG"], BAYER12["RG"], 12),
-    (BAYER10_PACKED["BG"], BAYER10["BG"], 10),
-])
-@pytest.mark.parametrize("width", [1, 7, 64, 333])
-def test_unpack_gives_the_packed_samples(libs, unpacker, source_code, target_code, bits, width):
+def pack_pfnc(samples, bits):
+    """PFNC "p": pixels one after another, least significant bit first."""
+    flat = samples.reshape(-1).astype(np.uint32)
+    stream = ((flat[:, None] >> np.arange(bits)) & 1).astype(np.uint8).reshape(-1)
+    return np.packbits(stream, bitorder="little").tobytes()
+
+
+PACKED = [(MONO10_PACKED, MONO10, 10, pack_gige), (MONO12_PACKED, MONO12, 12, pack_gige)]
+PACKED += [(BAYER10_PACKED[t], BAYER10[t], 10, pack_gige) for t in BAYER10_PACKED]
+PACKED += [(BAYER12_PACKED[t], BAYER12[t], 12, pack_gige) for t in BAYER12_PACKED]
+PACKED += [(MONO10P, MONO10, 10, pack_pfnc), (MONO12P, MONO12, 12, pack_pfnc)]
+PACKED += [(BAYER10P[t], BAYER10[t], 10, pack_pfnc) for t in BAYER10P]
+PACKED += [(BAYER12P[t], BAYER12[t], 12, pack_pfnc) for t in BAYER12P]
+
+
+def frame_image(data, code, width, height, stride):
+    array = np.frombuffer(data, np.uint8).copy()
+    image = KyrImage(pixelType=code, width=width, height=height, stride=stride, size=array.nbytes,
+                     data=array.ctypes.data)
+    image.keep = array
+    return image
+
+
+@pytest.mark.parametrize("source_code, target_code, bits, packer", PACKED,
+                         ids=[f"{code:#010x}" for code, *_ in PACKED])
+@pytest.mark.parametrize("width", [1, 2, 3, 641, 2447])
+@pytest.mark.parametrize("height", [1, 101])
+def test_unpack_reads_the_frame_as_one_run(libs, unpacker, source_code, target_code, bits, packer, width, height):
+    # A line may start in the middle of a byte group; the stride a camera
+    # gives (whole bytes per line) and none at all both mean the whole frame.
     handle, params = unpacker
-    height = 5
     samples = RNG.integers(0, 1 << bits, (height, width), dtype=np.uint16)
-    packed = pack(samples, bits)
+    packed = packer(samples, bits)
     assert params.set_int("width", width) == OK and params.set_int("height", height) == OK
+    per_line = (width * (12 if packer is pack_gige else bits) + 7) // 8
+    for stride in (0, per_line):
+        code, target = libs.create_image(width, height, target_code)
+        try:
+            assert libs.KyrImageUnpacker_Unpack(handle, frame_image(packed, source_code, width, height, stride),
+                                                target) == OK
+            assert (target.width, target.height, target.stride) == (width, height, 2 * width)
+            np.testing.assert_array_equal(pixels_of(target, np.uint16), samples)
+        finally:
+            libs.release_image(target)
+
+
+@pytest.mark.parametrize("source_code, target_code, bits, packer", [PACKED[1], PACKED[-1]], ids=["gige", "pfnc"])
+def test_unpack_reads_padded_lines_each_on_its_own(libs, unpacker, source_code, target_code, bits, packer):
+    handle, params = unpacker
+    width, height, padding = 333, 7, 5
+    samples = RNG.integers(0, 1 << bits, (height, width), dtype=np.uint16)
+    lines = [packer(samples[y:y + 1], bits) for y in range(height)]
+    stride = len(lines[0]) + padding
+    data = b"".join(line + b"\xee" * padding for line in lines)
+    params.set_int("width", width)
+    params.set_int("height", height)
     code, target = libs.create_image(width, height, target_code)
     try:
-        assert libs.KyrImageUnpacker_Unpack(handle, image_of(packed, source_code, width), target) == OK
-        assert (target.width, target.height, target.stride) == (width, height, 2 * width)
+        assert libs.KyrImageUnpacker_Unpack(handle, frame_image(data, source_code, width, height, stride),
+                                            target) == OK
         np.testing.assert_array_equal(pixels_of(target, np.uint16), samples)
+        # One byte short of the last line.
+        assert libs.KyrImageUnpacker_Unpack(handle, frame_image(data[:-padding - 1], source_code, width, height,
+                                                                stride), target) == ERR_SIZE_MISMATCH
     finally:
         libs.release_image(target)
 
