@@ -34,8 +34,10 @@ namespace {
 using Format = StillPixels::Format;
 
 // Grey samples of `bits` significant bits stretched to 16 bits by repeating
-// their top bits below them, so that full scale stays full scale.
-void stretchLine(const uint16_t *in, uint16_t *out, uint32_t width, uint32_t bits, bool bigEndian) noexcept
+// their top bits below them, big-endian, as PNG wants them: full scale stays
+// full scale, and with the significant bits the file records (sBIT) a reader
+// gets the counts back exactly (shifted down by 16 - bits).
+void stretchLine(const uint16_t *in, uint16_t *out, uint32_t width, uint32_t bits) noexcept
 {
     const uint32_t max = (1u << bits) - 1;
     const uint32_t up = 16 - bits;
@@ -49,16 +51,24 @@ void stretchLine(const uint16_t *in, uint16_t *out, uint32_t width, uint32_t bit
         __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + x));
         v = _mm_subs_epu16(_mm_adds_epu16(v, excess), excess);
         v = _mm_or_si128(_mm_sll_epi16(v, upCount), _mm_srl_epi16(v, downCount));
-        if (bigEndian)
-            v = _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));
+        v = _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));
         _mm_storeu_si128(reinterpret_cast<__m128i *>(out + x), v);
     }
 #endif
     for (; x < width; ++x) {
         uint32_t v = in[x] > max ? max : in[x];
         v = up ? (v << up | v >> (bits - up)) : v;
-        out[x] = bigEndian ? uint16_t(v >> 8 | (v & 0xFF) << 8) : uint16_t(v);
+        out[x] = uint16_t(v >> 8 | (v & 0xFF) << 8);
     }
+}
+
+// Grey samples of `bits` significant bits as they are, those beyond the
+// format's maximum clamped to it.
+void clampLine(const uint16_t *in, uint16_t *out, uint32_t width, uint32_t bits) noexcept
+{
+    const uint16_t max = uint16_t((1u << bits) - 1);
+    for (uint32_t x = 0; x < width; ++x)
+        out[x] = in[x] > max ? max : in[x];
 }
 
 void swapRedBlue(const uint8_t *in, uint8_t *out, uint32_t width) noexcept
@@ -123,7 +133,7 @@ void deflateSlice(const StillPixels &pixels, uint32_t first, uint32_t end, bool 
             const uint8_t *in = lineOf(pixels, y);
             if (pixels.format == Format::Grey16) {
                 stretchLine(reinterpret_cast<const uint16_t *>(in), reinterpret_cast<uint16_t *>(line.data()),
-                            pixels.width, pixels.bits, true);
+                            pixels.width, pixels.bits);
                 in = line.data();
             } else if (pixels.format == Format::Bgr8) {
                 swapRedBlue(in, line.data(), pixels.width);
@@ -460,6 +470,13 @@ KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bo
     TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
     TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
     TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, rowsPerStrip);
+    if (depth == 16) {
+        // The camera's counts as they are, and their range, for readers that
+        // scale for display.
+        const uint32_t max = (1u << pixels.bits) - 1;
+        TIFFSetField(t, TIFFTAG_MAXSAMPLEVALUE, uint16_t(max));
+        TIFFSetField(t, TIFFTAG_SMAXSAMPLEVALUE, double(max));
+    }
     std::vector<uint16_t> ramp;
     if (grey && palette && depth == 8) {
         try {
@@ -488,8 +505,8 @@ KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bo
         const uint8_t *in = lineOf(pixels, y);
         uint8_t *out = converted.data() + y * line;
         if (pixels.format == Format::Grey16)
-            stretchLine(reinterpret_cast<const uint16_t *>(in), reinterpret_cast<uint16_t *>(out), pixels.width,
-                        pixels.bits, false);
+            clampLine(reinterpret_cast<const uint16_t *>(in), reinterpret_cast<uint16_t *>(out), pixels.width,
+                      pixels.bits);
         else if (pixels.format == Format::Bgr8)
             swapRedBlue(in, out, pixels.width);
         else

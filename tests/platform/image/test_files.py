@@ -4,6 +4,7 @@
 import ctypes
 import json
 import os
+import struct
 import subprocess
 import sys
 from pathlib import Path
@@ -14,8 +15,8 @@ import pytest
 from PIL import Image
 
 from kyrimage import (BGR8, ERR_FILE_OPEN, ERR_FILE_WRITE, ERR_INVALID_STATE, ERR_UNKNOWN_ENCODER,
-                      ERR_UNSUPPORTED_FILE_TYPE, ERR_UNSUPPORTED_PIXEL_TYPE, MONO8, MONO12, OK, RGB8, YUV422_8,
-                      image_of)
+                      ERR_UNSUPPORTED_FILE_TYPE, ERR_UNSUPPORTED_PIXEL_TYPE, MONO8, MONO10, MONO12, MONO16, OK, RGB8,
+                      YUV422_8, image_of)
 
 RNG = np.random.default_rng(3)
 HEIGHT, WIDTH = 48, 70
@@ -64,16 +65,36 @@ def test_bmp_lines_are_bottom_up_with_or_without_padding(libs, serializer, tmp_p
     np.testing.assert_array_equal(pixels, expected)
 
 
-@pytest.mark.parametrize("extension", ["png", "tiff"])
-def test_twelve_bits_keep_their_depth(libs, serializer, tmp_path, extension):
-    array = gradient(bits=12)
-    path = tmp_path / f"deep.{extension}"
-    assert save(libs, serializer, array, MONO12, path) == OK
+def png_chunks(path):
+    """The chunks of a PNG file by type, read plainly."""
+    data = path.read_bytes()
+    chunks, at = {}, 8
+    while at < len(data):
+        length, kind = struct.unpack(">I4s", data[at:at + 8])
+        chunks.setdefault(kind.decode(), data[at + 8:at + 8 + length])
+        at += 12 + length
+    return chunks
+
+
+@pytest.mark.parametrize("bits, code", [(10, MONO10), (12, MONO12), (16, MONO16)])
+def test_deep_grey_keeps_the_counts_and_says_how_many_bits(libs, serializer, tmp_path, bits, code):
+    array = gradient(bits=bits)
+    array[0, :3] = [0, 893, (1 << bits) - 1]
+    # TIFF: the counts as they are, their range in (S)MaxSampleValue.
+    path = tmp_path / "deep.tiff"
+    assert save(libs, serializer, array, code, path) == OK
+    with Image.open(path) as read:
+        np.testing.assert_array_equal(np.asarray(read).astype(np.uint16), array)
+        # MaxSampleValue and SMaxSampleValue, one value per sample.
+        assert [read.tag_v2[tag] for tag in (281, 341)] == [((1 << bits) - 1,)] * 2
+    # PNG: full scale as PNG wants it, sBIT giving back the counts.
+    path = tmp_path / "deep.png"
+    assert save(libs, serializer, array, code, path) == OK
+    assert png_chunks(path)["sBIT"] == bytes([bits])
     pixels = cv2.imread(str(path), cv2.IMREAD_UNCHANGED)
     assert pixels.dtype == np.uint16
-    # Stretched to the full 16-bit range, the top twelve bits are the samples.
-    np.testing.assert_array_equal(pixels >> 4, array)
-    assert pixels.max() == (array.max() << 4 | array.max() >> 8)
+    np.testing.assert_array_equal(pixels >> (16 - bits), array)
+    assert pixels.max() == 0xFFFF
 
 
 @pytest.mark.parametrize("extension", ["png", "tiff"])
@@ -87,7 +108,7 @@ def test_large_images_made_on_every_core_read_back(libs, serializer, tmp_path, e
     path = tmp_path / f"large.{extension}"
     assert save(libs, serializer, array, code, path) == OK
     pixels = cv2.imread(str(path), cv2.IMREAD_UNCHANGED)
-    if bits > 8:
+    if bits > 8 and extension == "png":
         pixels = pixels >> 4
     np.testing.assert_array_equal(pixels, array)
 

@@ -29,8 +29,12 @@ KYRIMAGE_API void KyrImageSerializer_DeleteComponent(KyrImageSerializer *seriali
 KYRIMAGE_API KyrImageParams *KyrImageSerializer_GetComponent(KyrImageSerializer *serializer) noexcept;
 
 // With a file name: writes `image` as a still image whose format follows the
-// extension (png, tif/tiff, bmp, jpg/jpeg; 16-bit monochrome is kept by PNG and
-// TIFF). The file appears whole or not at all. With a null file name: appends
+// extension (png, tif/tiff, bmp, jpg/jpeg). 16-bit monochrome of fewer
+// significant bits (Mono10, Mono12, ...) is kept by TIFF as the camera's
+// counts, with MaxSampleValue and SMaxSampleValue giving their range, and by
+// PNG scaled to full range as PNG requires, with sBIT giving the significant
+// bits (the counts are the samples shifted down by 16 - sBIT). The file
+// appears whole or not at all. With a null file name: appends
 // `image` as the next frame of the running movie; it must have the pixel type
 // and size the movie was started with. Codes: kKyrImageErrInvalidArgument,
 // kKyrImageErrUnsupportedFileType, kKyrImageErrUnsupportedPixelType,
