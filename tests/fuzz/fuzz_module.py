@@ -368,14 +368,19 @@ def main():
         return 0
     seed = args.seed if args.seed is not None else random.SystemRandom().randrange(2**32)
     print(f"fuzz: {args.target}, seed {seed}, {args.calls} calls (replay: --seed {seed})", flush=True)
-    with tempfile.NamedTemporaryFile("r", prefix="kyr-fuzz-", suffix=".log") as log:
+    # The module's own messages (thousands of them) go to a file; its end,
+    # with a sanitizer's report or a stack dump, is shown when the run fails.
+    with tempfile.NamedTemporaryFile("r", prefix="kyr-fuzz-", suffix=".log") as log, \
+            tempfile.TemporaryFile("w+", prefix="kyr-fuzz-", suffix=".err") as errors:
         command = [sys.executable, __file__, "--child", "--target", args.target, "--calls", str(args.calls),
                    "--seed", str(seed), "--log", log.name]
-        code = subprocess.call(command, env={**os.environ, "KYR_BUILD_DIR": str(BUILD)})
+        code = subprocess.call(command, env={**os.environ, "KYR_BUILD_DIR": str(BUILD)}, stderr=errors)
         if code != 0:
-            lines = log.readlines()
-            print(f"fuzz: FAILED with exit status {code}, seed {seed}; the last calls:")
-            sys.stdout.writelines(lines[-20:])
+            errors.seek(0)
+            print(f"fuzz: FAILED with exit status {code}, seed {seed}; the end of its standard error:")
+            sys.stdout.writelines(errors.readlines()[-60:])
+            print("fuzz: the last calls:")
+            sys.stdout.writelines(log.readlines()[-20:])
     return 0 if code == 0 else 1
 
 
