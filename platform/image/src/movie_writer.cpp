@@ -55,6 +55,10 @@ const char *muxerOf(const std::string &extension) noexcept
         return "matroska";
     if (extension == "mp4")
         return "mp4";
+    if (extension == "mov")
+        return "mov";
+    if (extension == "webm")
+        return "webm";
     return nullptr;
 }
 
@@ -92,6 +96,15 @@ AVPixelFormat encoderFormatOf(const AVCodec *codec, AVPixelFormat source) noexce
     if (!lossless && supports(codec, AV_PIX_FMT_YUV420P))
         return AV_PIX_FMT_YUV420P;
     return avcodec_find_best_pix_fmt_of_list(codec->pix_fmts, source, 0, nullptr);
+}
+
+// Whether frames can reach `codec`: taken as they are, or converted by
+// swscale into the format it is given (some encoders take only formats
+// swscale cannot make, such as palettes).
+bool reachable(const AVCodec *codec) noexcept
+{
+    const AVPixelFormat format = encoderFormatOf(codec, AV_PIX_FMT_GRAY8);
+    return format == AV_PIX_FMT_GRAY8 || (format != AV_PIX_FMT_NONE && sws_isSupportedOutput(format));
 }
 
 // FFmpeg's own messages would land on the caller's standard error; failures
@@ -302,7 +315,7 @@ std::string usableEncoders(size_t limit)
         "mpeg2video", "mpeg1video", "msmpeg4", "msmpeg4v2", "wmv2", "h263p", "libtheora", "ffv1", "huffyuv",
         "ffvhuff", "utvideo", "magicyuv", "prores_ks", "png", "qtrle", "zmbv", "rawvideo",
     };
-    static const char *const kMuxers[] = { "avi", "matroska", "mp4" };
+    static const char *const kMuxers[] = { "avi", "matroska", "mp4", "mov", "webm" };
     std::string names;
     for (const char *name : kCandidates) {
         const AVCodec *codec = avcodec_find_encoder_by_name(name);
@@ -313,7 +326,7 @@ std::string usableEncoders(size_t limit)
             const AVOutputFormat *container = av_guess_format(muxer, nullptr, nullptr);
             muxable = muxable || (container && avformat_query_codec(container, codec->id, FF_COMPLIANCE_NORMAL) == 1);
         }
-        if (!muxable || names.size() + std::strlen(name) + 1 > limit)
+        if (!muxable || !reachable(codec) || names.size() + std::strlen(name) + 1 > limit)
             continue;
         names += name;
         names += '|';

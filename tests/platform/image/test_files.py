@@ -214,10 +214,37 @@ def test_movie_has_its_frames_size_and_rate(libs, serializer, tmp_path, extensio
         assert ok and np.array_equal(first[..., 0], frames[0])
 
 
+def test_every_listed_compressor_records_a_movie(libs, serializer, tmp_path):
+    # Each in the first container, by extension, that can hold it.
+    handle, params = serializer
+    names = params.get_string("movie.compressors")[1].split("|")[:-1]
+    # 64 x 64: the least some encoders take (SVT-AV1).
+    frames = [np.tile(np.roll(gradient(), shift, axis=1), (2, 1))[:64, :64].copy() for shift in range(10)]
+    recorded = {}
+    for encoder in names:
+        assert params.set_string("movie.compressor", encoder) == OK
+        for extension in ("avi", "mkv", "mp4", "mov", "webm"):
+            path = tmp_path / f"{encoder}.{extension}"
+            code = libs.KyrImageSerializer_StartMovieRecord(handle, image_of(frames[0], MONO8), str(path).encode(),
+                                                            25.0)
+            if code == ERR_UNKNOWN_ENCODER:
+                continue
+            assert code == OK, (encoder, extension)
+            for frame in frames:
+                assert libs.KyrImageSerializer_Save(handle, image_of(frame, MONO8), None) == OK, encoder
+            assert libs.KyrImageSerializer_FinishRecord(handle) == OK, encoder
+            stream = probe(path)
+            recorded[encoder] = (extension, stream["width"], stream["height"], stream["avg_frame_rate"],
+                                 int(stream["nb_read_frames"]))
+            break
+    assert recorded == {encoder: (recorded.get(encoder, ("none",))[0], 64, 64, "25/1", 10) for encoder in names}
+
+
 @pytest.mark.parametrize("name, encoder, expected", [
     ("movie.avi", "no-such-encoder", ERR_UNKNOWN_ENCODER),
     ("movie.mp4", "rawvideo", ERR_UNKNOWN_ENCODER),
-    ("movie.mov", "mpeg4", ERR_UNSUPPORTED_FILE_TYPE),
+    ("movie.webm", "mpeg4", ERR_UNKNOWN_ENCODER),
+    ("movie.ogv", "mpeg4", ERR_UNSUPPORTED_FILE_TYPE),
     ("missing/movie.avi", "mpeg4", ERR_FILE_OPEN),
 ])
 def test_refused_movies_leave_no_file(libs, serializer, tmp_path, name, encoder, expected):
