@@ -171,6 +171,9 @@ constexpr bool rowsAgree()
         const PixelFormat &row = kPixelFormats[i];
         if (KyrPixelRowOf(row.code) != i + 1 || ((row.code >> 8) & 0xF) != depthStepOf(row.bitDepth))
             return false;
+        // The libraries describe images by these; the table must say the same.
+        if (row.components != KyrPixelComponentsOf(row.code) || row.bitDepth != KyrPixelBitDepthOf(row.code))
+            return false;
         const uint32_t pixelClass = KyrPixelClassOf(row.code);
         const bool oneSample = pixelClass == kKyrPixelClassMono || pixelClass == kKyrPixelClassBayer ||
                                pixelClass == kKyrPixelClassTrueSense;

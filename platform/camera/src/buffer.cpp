@@ -12,34 +12,6 @@ namespace {
 
 constexpr size_t kBufferAlignment = 64;
 
-uint32_t bitDepthOf(uint32_t pixelType) noexcept
-{
-    switch ((pixelType >> 8) & 0xF) {
-    case 2:
-        return 10;
-    case 3:
-        return 12;
-    case 4:
-        return 14;
-    case 5:
-        return 16;
-    default:
-        return 8;
-    }
-}
-
-uint32_t componentsOf(uint32_t pixelType) noexcept
-{
-    switch (KyrPixelClassOf(pixelType)) {
-    case kKyrPixelClassRgb:
-        return pixelType == kKyrPixelRGBa8 || pixelType == kKyrPixelBGRa8 ? 4 : 3;
-    case kKyrPixelClassYuv:
-        return pixelType == kKyrPixelYUV444_8 ? 3 : 2;
-    default:
-        return 1;
-    }
-}
-
 } // namespace
 
 void AlignedFree::operator()(uint8_t *memory) const noexcept { std::free(memory); }
@@ -97,8 +69,8 @@ void AravisBuffer::takeFrame(uint64_t frameId) noexcept
     image_.pixelType = pixelType;
     image_.width = uint32_t(width > 0 ? width : 0);
     image_.height = uint32_t(height > 0 ? height : 0);
-    image_.bitDepth = bitDepthOf(pixelType);
-    image_.components = componentsOf(pixelType);
+    image_.bitDepth = KyrPixelBitDepthOf(pixelType);
+    image_.components = KyrPixelComponentsOf(pixelType);
     image_.packing = (pixelType >> 8) & 0xFF;
     image_.bitsPerPixel = KyrPixelBitsOf(pixelType);
     image_.stride = uint32_t(lineBytes(pixelType, image_.width) + uint32_t(xPadding > 0 ? xPadding : 0));

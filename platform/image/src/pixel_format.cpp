@@ -58,13 +58,7 @@ bool isKnownPixelType(uint32_t code) noexcept
 
 PixelLayout pixelLayout(uint32_t code) noexcept
 {
-    const uint32_t depth = 6 + 2 * ((code >> 8) & 0xF);
-    uint32_t components = 1;
-    if (KyrPixelClassOf(code) == kKyrPixelClassRgb || KyrPixelClassOf(code) == kKyrPixelClassYuv)
-        components = 3;
-    if (code == kKyrPixelRGBa8 || code == kKyrPixelBGRa8 || code == kKyrPixelYUV444_8)
-        components = 4;
-    return { depth, components, KyrPixelBitsOf(code) };
+    return { KyrPixelBitDepthOf(code), KyrPixelComponentsOf(code), KyrPixelBitsOf(code) };
 }
 
 uint64_t lineBytes(uint32_t code, uint32_t width) noexcept

@@ -1,6 +1,9 @@
 """The unpacker, the converter and the demosaicing library on frames of known
 content, against references computed here with numpy."""
 
+import re
+from pathlib import Path
+
 import numpy as np
 import pytest
 
@@ -225,3 +228,28 @@ def test_create_image_describes_and_zeroes(libs):
     finally:
         libs.release_image(image)
     assert libs.create_image(4, 4, 0x01080199) == (ERR_UNSUPPORTED_PIXEL_TYPE, None)
+
+
+def binding_table():
+    """The binding's pixel format table, read from its source: name, component
+    count, bit depth and code for each of its rows."""
+    repo = Path(__file__).resolve().parents[3]
+    codes = dict(re.findall(r"(kKyrPixel\w+) = (0x[0-9A-F]{8})",
+                            (repo / "platform/image/include/image/KyrPixelType.h").read_text()))
+    rows = re.findall(r'\{ "(\w+)", (?:"[^"]*"|\w+), (\d), (\d+), \w+, \d, (kKyrPixel\w+) \}',
+                      (repo / "camera/PixelFormat.cpp").read_text())
+    return [(name, int(components), int(depth), int(codes[constant], 16)) for name, components, depth, constant in rows]
+
+
+def test_every_code_has_one_description_everywhere(libs):
+    # The binding's table and the image library (which the camera library
+    # shares: both describe images with the same function of the code).
+    table = binding_table()
+    assert len(table) == 133 and [code & 0xFF for *_, code in table] == list(range(1, 134))
+    for name, components, depth, code in table:
+        status, image = libs.create_image(4, 2, code)
+        assert status == OK, name
+        try:
+            assert (image.components, image.bitDepth, image.bitsPerPixel) == (components, depth, code >> 16 & 0xFF), name
+        finally:
+            libs.release_image(image)

@@ -57,24 +57,6 @@ bool parseHex(const std::string &text, std::vector<uint8_t> &bytes)
     return true;
 }
 
-// Components per pixel and bits per component of a pixel type code: one
-// sample for the mono, Bayer and TrueSense classes, four for the RGBa, BGRa
-// and YUV444 rows, three for the other colour rows.
-uint32_t componentsOf(uint32_t code)
-{
-    const uint32_t pixelClass = KyrPixelClassOf(code);
-    if (pixelClass == kKyrPixelClassMono || pixelClass == kKyrPixelClassBayer ||
-        pixelClass == kKyrPixelClassTrueSense)
-        return 1;
-    const uint32_t row = KyrPixelRowOf(code);
-    return row == 0x73 || row == 0x74 || row == 0x84 ? 4 : 3;
-}
-
-uint32_t bitDepthOf(uint32_t code)
-{
-    return 6 + 2 * ((code >> 8) & 0xF);
-}
-
 } // namespace
 
 bool parseFrame(const std::string &text, Frame &frame)
@@ -146,8 +128,8 @@ bool ScriptedBuffer::deliver(const Frame &frame)
     image_.pixelType = code;
     image_.width = frame.width;
     image_.height = frame.height;
-    image_.bitDepth = bitDepthOf(code);
-    image_.components = componentsOf(code);
+    image_.bitDepth = KyrPixelBitDepthOf(code);
+    image_.components = KyrPixelComponentsOf(code);
     image_.packing = (code >> 8) & 0xFF;
     image_.bitsPerPixel = KyrPixelBitsOf(code);
     image_.stride = static_cast<uint32_t>((uint64_t{ frame.width } * image_.bitsPerPixel + 7) / 8);

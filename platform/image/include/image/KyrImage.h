@@ -41,6 +41,23 @@ constexpr uint32_t KyrPixelBitsOf(uint32_t code) { return (code >> 16) & 0xFF; }
 constexpr uint32_t KyrPixelPackingOf(uint32_t code) { return (code >> 12) & 0xF; }
 constexpr uint32_t KyrPixelRowOf(uint32_t code) { return code & 0xFF; }
 
+// Bits per component of a code, from its depth step: 8, 10, 12, 14 or 16.
+constexpr uint32_t KyrPixelBitDepthOf(uint32_t code) { return 6 + 2 * ((code >> 8) & 0xF); }
+
+// Components per pixel of a code, as the pixel format table has them: one for
+// the mono, Bayer and TrueSense classes; four for RGBa8, BGRa8 and YUV444_8
+// (rows 0x73, 0x74 and 0x84: Y U V A); three for the other colour rows (a
+// YUV 4:2:2 pixel counts Y, U and V). The one definition every library and
+// the binding use.
+constexpr uint32_t KyrPixelComponentsOf(uint32_t code)
+{
+    const uint32_t pixelClass = KyrPixelClassOf(code);
+    if (pixelClass == kKyrPixelClassMono || pixelClass == kKyrPixelClassBayer || pixelClass == kKyrPixelClassTrueSense)
+        return 1;
+    const uint32_t row = KyrPixelRowOf(code);
+    return row == 0x73 || row == 0x74 || row == 0x84 ? 4 : 3;
+}
+
 // The image. The first seven fields are the description; `data`, `stride` and
 // `size` say where the pixels are. Lines follow each other `stride` bytes apart;
 // packed formats pack a whole line and start the next one on a byte boundary.
