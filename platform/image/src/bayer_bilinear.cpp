@@ -143,15 +143,12 @@ __attribute__((target("avx2"))) uint32_t lineAvx2(const uint8_t *up, const uint8
     return x;
 }
 
-const bool kHasSsse3 = __builtin_cpu_supports("ssse3");
-const bool kHasAvx2 = __builtin_cpu_supports("avx2");
-
 } // namespace
 
 bool demosaicBilinear(const uint8_t *raw, uint64_t rawStride, uint32_t width, uint32_t height, BayerLayout layout,
                       bool bgr, uint8_t *colour, uint64_t colourStride) noexcept
 {
-    if (!kHasSsse3)
+    if (!simd().ssse3)
         return false;
     forEachSlice(height, sliceCount(height, uint64_t(width) * height * 4), [&](uint32_t, uint32_t first, uint32_t end) {
         for (uint32_t y = first; y < end; ++y) {
@@ -162,7 +159,7 @@ bool demosaicBilinear(const uint8_t *raw, uint64_t rawStride, uint32_t width, ui
             const bool greenFirst = layout.greenFirst != (y % 2 == 1);
             uint8_t *out = colour + y * colourStride;
             pixel(up, line, down, 0, width, redLine, greenFirst, bgr, out);
-            uint32_t x = kHasAvx2 ? lineAvx2(up, line, down, width, redLine, greenFirst, bgr, out) : 1;
+            uint32_t x = simd().avx2 ? lineAvx2(up, line, down, width, redLine, greenFirst, bgr, out) : 1;
             for (x = lineSsse3(up, line, down, x, width, redLine, greenFirst, bgr, out); x < width; ++x)
                 pixel(up, line, down, x, width, redLine, greenFirst, bgr, out + 3 * uint64_t(x));
         }

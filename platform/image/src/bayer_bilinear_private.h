@@ -14,7 +14,8 @@ struct BayerLayout {
 // Each missing component is the mean of the nearest samples of its colour:
 // two beside or above and below, or four around (as the mean of two means).
 // The image's edges mirror their neighbours. `width` and `height` are at
-// least 2. False when the CPU has no SSSE3 (nothing is written then).
+// least 2. False without SSSE3 (or when the portable code is asked for, see
+// simd()): nothing is written then.
 bool demosaicBilinear(const uint8_t *raw, uint64_t rawStride, uint32_t width, uint32_t height, BayerLayout layout,
                       bool bgr, uint8_t *colour, uint64_t colourStride) noexcept;
 

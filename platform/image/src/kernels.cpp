@@ -1,6 +1,8 @@
 #include "kernels_private.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <thread>
 #include <vector>
@@ -110,20 +112,33 @@ __attribute__((target("avx2"))) uint64_t reduceAvx2(const uint16_t *source, uint
     return i;
 }
 
-const bool kHasSsse3 = __builtin_cpu_supports("ssse3");
-const bool kHasAvx2 = __builtin_cpu_supports("avx2");
 #endif
 
 } // namespace
+
+const Simd &simd() noexcept
+{
+    static const Simd detected = [] {
+        const char *plain = std::getenv("KYR_IMAGE_PLAIN");
+        if (plain && std::strcmp(plain, "1") == 0)
+            return Simd{ false, false, false };
+#if defined(__x86_64__)
+        return Simd{ true, bool(__builtin_cpu_supports("ssse3")), bool(__builtin_cpu_supports("avx2")) };
+#else
+        return Simd{ false, false, false };
+#endif
+    }();
+    return detected;
+}
 
 void unpackLine(const uint8_t *source, uint16_t *target, uint32_t width, uint32_t bits) noexcept
 {
     const uint32_t pairs = width / 2;
     uint32_t done = 0;
 #if defined(__x86_64__)
-    if (kHasAvx2)
+    if (simd().avx2)
         done = unpackPairsAvx2(source, target, pairs, bits);
-    if (kHasSsse3)
+    if (simd().ssse3)
         done += unpackPairsSsse3(source + 3 * uint64_t(done), target + 2 * uint64_t(done), pairs - done, bits);
 #endif
     unpackPairsScalar(source + 3 * uint64_t(done), target + 2 * uint64_t(done), pairs - done, bits);
@@ -155,10 +170,10 @@ void reduceLine(const uint16_t *source, uint8_t *target, uint64_t count, uint32_
     const uint32_t shift = bits > 8 ? bits - 8 : 0;
     uint64_t i = 0;
 #if defined(__x86_64__)
-    if (kHasAvx2)
+    if (simd().avx2)
         i = reduceAvx2(source, target, count, shift);
     const __m128i count128 = _mm_cvtsi32_si128(int(shift));
-    for (; i + 16 <= count; i += 16) {
+    for (; simd().sse2 && i + 16 <= count; i += 16) {
         // Shifted samples stay below 0x8000, so the signed saturating pack clamps at 255.
         const __m128i a = _mm_srl_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(source + i)), count128);
         const __m128i b = _mm_srl_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(source + i + 8)), count128);

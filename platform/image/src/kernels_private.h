@@ -7,6 +7,16 @@
 
 namespace KyrImageLib {
 
+// The SIMD code the libraries run: what the CPU has, none on other
+// architectures, and none either when the environment has KYR_IMAGE_PLAIN=1,
+// so that the tests run the portable code (what aarch64 runs) on x86 too.
+struct Simd {
+    bool sse2;
+    bool ssse3;
+    bool avx2;
+};
+const Simd &simd() noexcept;
+
 // GigE Vision "Packed" lines (two pixels in three bytes) of `width` pixels
 // into 16-bit containers; `bits` is 10 or 12.
 void unpackLine(const uint8_t *source, uint16_t *target, uint32_t width, uint32_t bits) noexcept;
