@@ -74,8 +74,12 @@ Py::Object PyDataStream::StartAcquisition()
     KyrCam::Stream *native = stream();
     if (!native)
         return Py::False();
-    NativeCall unlocked(link_->lifetime());
-    return Py::Boolean(native->StartAcquisition(kUnlimited, nullptr) == KyrCam::kOk);
+    KyrCamErr code = KyrCam::kOk;
+    {
+        NativeCall unlocked(link_->lifetime());
+        code = native->StartAcquisition(kUnlimited, nullptr);
+    }
+    return Py::Boolean(code == KyrCam::kOk);
 }
 
 Py::Object PyDataStream::withMode(const Py::Tuple &args, const char *message,
@@ -87,9 +91,13 @@ Py::Object PyDataStream::withMode(const Py::Tuple &args, const char *message,
     KyrCam::Stream *native = stream();
     if (!native)
         return Py::False();
-    // Stopping waits for the device; flushing is cheap but shares the path.
-    NativeCall unlocked(link_->lifetime());
-    return Py::Boolean((native->*call)(mode) == KyrCam::kOk);
+    KyrCamErr code = KyrCam::kOk;
+    {
+        // Stopping waits for the device; flushing is cheap but shares the path.
+        NativeCall unlocked(link_->lifetime());
+        code = (native->*call)(mode);
+    }
+    return Py::Boolean(code == KyrCam::kOk);
 }
 
 Py::Object PyDataStream::StopAcquisition(const Py::Tuple &args)

@@ -159,10 +159,12 @@ Py::Object PyDevice::ReadMem(const Py::Tuple &args)
         lastError_ = KyrCam::kErrNotEnoughArguments;
         return noTransfer();
     }
+    KyrCamErr code = KyrCam::kOk;
     {
         NativeCall call(device_.lifetime());
-        lastError_ = native->ReadMem(address, bytes, size);
+        code = native->ReadMem(address, bytes, size);
     }
+    lastError_ = code;
     return Py::TupleN(Py::Long(static_cast<long>(lastError_)), data);
 }
 
@@ -187,10 +189,12 @@ Py::Object PyDevice::WriteMem(const Py::Tuple &args)
         return noTransfer();
     }
     uint64_t written = 0;
+    KyrCamErr code = KyrCam::kOk;
     {
         NativeCall call(device_.lifetime());
-        lastError_ = native->WriteMem(address, payload.data(), size, &written);
+        code = native->WriteMem(address, payload.data(), size, &written);
     }
+    lastError_ = code;
     const auto count = static_cast<long>(static_cast<int32_t>(written));
     return Py::TupleN(Py::Long(static_cast<long>(lastError_)), Py::Long(count));
 }
@@ -239,9 +243,13 @@ Py::Object PyDevice::configuration(const Py::Tuple &args, KyrCamErr (KyrCam::Dev
     KyrCam::Device *native = device();
     if (!native)
         return Py::False();
-    // A file of many features takes as many round trips to the device.
-    NativeCall unlocked(device_.lifetime());
-    return Py::Boolean((native->*call)(path.c_str()) == KyrCam::kOk);
+    KyrCamErr code = KyrCam::kOk;
+    {
+        // A file of many features takes as many round trips to the device.
+        NativeCall unlocked(device_.lifetime());
+        code = (native->*call)(path.c_str());
+    }
+    return Py::Boolean(code == KyrCam::kOk);
 }
 
 Py::Object PyDevice::SaveConfiguration(const Py::Tuple &args)

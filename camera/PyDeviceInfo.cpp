@@ -142,9 +142,13 @@ Py::Object PyDeviceInfo::ForceIP(const Py::Tuple &args)
     KyrCam::DeviceInfo *info = info_.get();
     if (!info)
         return Py::False();
-    // Waits for the device's acknowledge and a new enumeration.
-    NativeCall call(info_.lifetime());
-    return Py::Boolean(info->ForceIP(address.c_str(), mask.c_str(), gateway.c_str()) == KyrCam::kOk);
+    KyrCamErr code = KyrCam::kOk;
+    {
+        // Waits for the device's acknowledge and a new enumeration.
+        NativeCall call(info_.lifetime());
+        code = info->ForceIP(address.c_str(), mask.c_str(), gateway.c_str());
+    }
+    return Py::Boolean(code == KyrCam::kOk);
 }
 
 } // namespace KyrCamPy
