@@ -65,7 +65,13 @@ KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_p
         std::unique_ptr<AravisDevice> opened(new AravisDevice(info, mode, std::move(device), record.gige));
         if (ArvGc *gc = arv_device_get_genicam(opened->arv()))
             opened->camera_ = std::make_unique<AravisParamArray>(gc);
-        opened->lostHandler_ = g_signal_connect(opened->arv(), "control-lost", G_CALLBACK(onControlLost), opened.get());
+        opened->lostSignal_ = std::make_shared<LostSignal>();
+        opened->lostSignal_->device = opened.get();
+        // The handler's data is a reference of its own on the signal state,
+        // which GLib gives back (dropLostSignal) with the handler.
+        opened->lostHandler_ =
+            g_signal_connect_data(opened->arv(), "control-lost", G_CALLBACK(onControlLost),
+                                  new std::shared_ptr<LostSignal>(opened->lostSignal_), dropLostSignal, GConnectFlags(0));
         result = std::move(opened);
         return kOk;
     } catch (...) {
@@ -75,6 +81,10 @@ KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_p
 
 AravisDevice::~AravisDevice()
 {
+    if (lostSignal_) {
+        std::lock_guard<std::mutex> lock(lostSignal_->mutex);
+        lostSignal_->device = nullptr;
+    }
     {
         std::lock_guard<std::mutex> lock(streamMutex_);
         stream_.reset();
@@ -99,10 +109,17 @@ void AravisDevice::dropDevice() noexcept
         unrefLast(object);
 }
 
-void AravisDevice::onControlLost(ArvDevice *, gpointer self)
+void AravisDevice::dropLostSignal(gpointer signal, GClosure *)
 {
-    auto *device = static_cast<AravisDevice *>(self);
-    if (device->lost_.exchange(true))
+    delete static_cast<std::shared_ptr<LostSignal> *>(signal);
+}
+
+void AravisDevice::onControlLost(ArvDevice *, gpointer signal)
+{
+    LostSignal &lost = **static_cast<std::shared_ptr<LostSignal> *>(signal);
+    std::lock_guard<std::mutex> lock(lost.mutex);
+    AravisDevice *device = lost.device;
+    if (!device || device->lost_.exchange(true))
         return;
     device->withStream([](AravisStream *stream) {
         if (stream)

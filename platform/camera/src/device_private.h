@@ -76,7 +76,16 @@ public:
 
 private:
     AravisDevice(AravisDeviceInfo &info, int32_t mode, GObjectPtr<ArvDevice> device, bool gige);
-    static void onControlLost(ArvDevice *device, gpointer self);
+    // What Aravis's "control-lost" handler reaches: the device while it
+    // exists. The handler runs on Aravis's heartbeat thread, possibly while
+    // the device is being released, so it holds `mutex` for its whole run,
+    // and the device's destructor clears `device` under it first.
+    struct LostSignal {
+        std::mutex mutex;
+        AravisDevice *device = nullptr;
+    };
+    static void onControlLost(ArvDevice *device, gpointer signal);
+    static void dropLostSignal(gpointer signal, GClosure *closure);
     // Drops the Aravis device; that of a lost device on the system's reaper.
     void dropDevice() noexcept;
 
@@ -85,6 +94,7 @@ private:
     const bool gige_;
     TransportSettings settings_;
     GObjectPtr<ArvDevice> device_;
+    std::shared_ptr<LostSignal> lostSignal_;
     gulong lostHandler_ = 0;
     std::atomic<bool> lost_{ false };
     std::unique_ptr<AravisParamArray> camera_;
