@@ -71,10 +71,12 @@ std::unique_ptr<AravisStream> AravisStream::create(AravisDevice &device, KyrCamE
 AravisStream::~AravisStream()
 {
     bool running = false;
+    bool lost = false;
     {
         std::unique_lock<std::mutex> lock(mutex_);
+        lost = lost_;
         // A lost device would only make the stop command time out.
-        running = acquiring_ && !lost_;
+        running = acquiring_ && !lost;
         acquiring_ = false;
         closing_ = true;
         // Ends the waits on other threads (kErrAbort) and waits for them to
@@ -89,7 +91,7 @@ AravisStream::~AravisStream()
     arv_stream_set_emit_signals(stream_.get(), FALSE);
     g_signal_handler_disconnect(stream_.get(), newBufferHandler_);
     AravisSystem *system = aravisSystem();
-    if (lost_ && system) {
+    if (lost && system) {
         // Closing the stream channel of a camera that is gone waits out
         // Aravis's timeouts: the reaper does that. Aravis gives back every
         // buffer here, before they are freed.
