@@ -449,7 +449,7 @@ void restore(std::vector<Write> &writes)
 
 KyrCamErr saveConfiguration(AravisDevice &device, const char *path) noexcept
 {
-    if (!path)
+    if (!path || device.lost())
         return kErrIo;
     AravisParamArray *camera = device.camera();
     if (!camera)
@@ -485,6 +485,8 @@ KyrCamErr saveConfiguration(AravisDevice &device, const char *path) noexcept
 
 KyrCamErr loadConfiguration(AravisDevice &device, const char *path) noexcept
 {
+    if (device.lost())
+        return kErrIo;
     AravisParamArray *camera = device.camera();
     if (!camera)
         return kErrNotAvailable;

@@ -178,6 +178,8 @@ KyrCamErr AravisDevice::ReadMem(int64_t address, void *buffer, int64_t size) noe
         return kErrInvalidParameter;
     if (address < 0)
         return kErrInvalidAddress;
+    if (lost_)
+        return kErrIo;
     AravisError error;
     arv_device_read_memory(device_.get(), uint64_t(address), uint32_t(size), buffer, error.out());
     return error.code();
@@ -193,6 +195,8 @@ KyrCamErr AravisDevice::WriteMem(int64_t address, const void *data, uint64_t siz
         return kErrInvalidAddress;
     if (readOnly())
         return kErrAccessDenied;
+    if (lost_)
+        return kErrIo;
     try {
         // Aravis takes a mutable buffer although it only reads it.
         std::vector<uint8_t> copy(static_cast<const uint8_t *>(data), static_cast<const uint8_t *>(data) + size);

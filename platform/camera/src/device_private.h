@@ -47,6 +47,8 @@ public:
     bool gige() const noexcept { return gige_; }
     bool readOnly() const noexcept { return mode_ == kOpenReadOnly; }
     TransportSettings &settings() noexcept { return settings_; }
+    // The camera stopped answering (Aravis reported control lost).
+    bool lost() const noexcept { return lost_; }
     // The camera's node map; null when the device has no description.
     AravisParamArray *camera() noexcept { return camera_.get(); }
     // Runs `use(stream)` with the open stream (null when none) under the

@@ -174,6 +174,9 @@ KyrCamErr AravisStream::executeAcquisition(bool start) noexcept
     AravisParamArray *camera = device_.camera();
     if (!camera)
         return kErrNotAvailable;
+    // A lost device would only make each command time out.
+    if (device_.lost())
+        return kErrIo;
     std::lock_guard<std::recursive_mutex> lock(camera->mutex());
     // TLParamsLocked, where a camera has it, keeps the geometry fixed while
     // streaming; a camera that refuses it still streams.
@@ -206,7 +209,7 @@ void AravisStream::Release() noexcept { device_.releaseStream(); }
 int64_t AravisStream::GetBufferSize() noexcept
 {
     AravisParamArray *camera = device_.camera();
-    if (!camera)
+    if (!camera || device_.lost())
         return 0;
     std::lock_guard<std::recursive_mutex> lock(camera->mutex());
     AravisError error;

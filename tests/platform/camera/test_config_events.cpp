@@ -1,5 +1,6 @@
 // Configuration files and the device-lost event.
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <fstream>
@@ -228,6 +229,54 @@ TEST_F(Configuration, KilledCameraEndsWaitsAndRaisesDeviceLost)
     stream->Release();
     EXPECT_EQ(device_->UnRegisterEvent(kEventDeviceLost, onLost, &events), kOk);
     EXPECT_EQ(events.count, 1);
+}
+
+
+// After the device-lost event the device's and stream's calls answer kErrIo
+// at once instead of waiting out the control channel's retries, and the
+// release does not wait on the camera either.
+TEST_F(Configuration, LostDeviceAnswersAtOnceAndReleasesAtOnce)
+{
+    using Clock = std::chrono::steady_clock;
+    LostEvents events;
+    ASSERT_EQ(device_->RegisterEvent(kEventDeviceLost, onLost, &events), kOk);
+    Stream *stream = device_->GetStreamByIndex(0);
+    ASSERT_NE(stream, nullptr);
+    ASSERT_EQ(stream->AllocBufferQueue(nullptr, 2), kOk);
+    ASSERT_EQ(stream->StartAcquisition(~uint64_t(0), nullptr), kOk);
+    camera_->kill();
+    {
+        std::unique_lock<std::mutex> lock(events.mutex);
+        ASSERT_TRUE(events.arrived.wait_for(lock, std::chrono::seconds(30), [&] { return events.count > 0; }));
+    }
+    const auto callsStart = Clock::now();
+    KyrCamErr err = 0;
+    EXPECT_EQ(stream->GetBuffer(~uint64_t(0), &err), nullptr);
+    EXPECT_EQ(err, kErrIo);
+    EXPECT_EQ(stream->StopAcquisition(kStopDefault), kErrIo);
+    EXPECT_EQ(stream->StartAcquisition(~uint64_t(0), nullptr), kErrIo);
+    EXPECT_EQ(stream->GetBufferSize(), 0);
+    EXPECT_EQ(stream->ReleaseBufferQueue(), kOk);
+    uint8_t bytes[4] = {};
+    uint64_t written = 1;
+    EXPECT_EQ(device_->ReadMem(0x100, bytes, 4), kErrIo);
+    EXPECT_EQ(device_->WriteMem(0x100, bytes, 4, &written), kErrIo);
+    EXPECT_EQ(written, 0u);
+    EXPECT_EQ(device_->SaveConfiguration(tempPath("lost.txt").c_str()), kErrIo);
+    EXPECT_EQ(device_->LoadConfiguration(tempPath("lost.txt").c_str()), kErrIo);
+    const auto calls = Clock::now() - callsStart;
+
+    const auto releaseStart = Clock::now();
+    stream->Release();
+    device_->Release();
+    device_ = nullptr;
+    const auto release = Clock::now() - releaseStart;
+    // Bounds a failure only: each command to a lost camera took 2.5 s.
+    EXPECT_LT(calls, std::chrono::seconds(1));
+    EXPECT_LT(release, std::chrono::seconds(1));
+    std::printf("lost device: calls %.1f ms, release %.1f ms\n",
+                std::chrono::duration<double, std::milli>(calls).count(),
+                std::chrono::duration<double, std::milli>(release).count());
 }
 
 } // namespace

@@ -17,7 +17,9 @@
 // kErrAbort, and waits for that call to return; only then is anything freed.
 // A call that starts on a released object is the caller's fault. After a
 // device is lost its objects stay valid until released: waits end with
-// kErrIo, other calls answer failure codes.
+// kErrIo; Device, Stream and Buffer calls answer kErrIo (or a neutral value)
+// without waiting on the camera, and Release returns at once. Parameter array
+// calls answer their codes after the transport's own time-outs.
 //
 // Errors: nothing is thrown. Calls return a KyrCamErr, or a value with the code
 // written through a `KyrCamErr *err` out-parameter (written on every call, 0 on
