@@ -90,6 +90,7 @@ def test_a_new_display_replaces_the_old_without_releasing_it(kyr, scripted, imag
 
 
 def test_wrong_window_type_raises_after_the_display_is_stored(kyr, scripted, image, capfd):
+    kyr.PyResetDisplay()
     with pytest.raises(TypeError):
         kyr.PyCreateDisplay([])
     kyr.PyShowImageOnDisplay(image())
