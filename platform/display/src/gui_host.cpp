@@ -15,7 +15,6 @@
 #include <QGuiApplication>
 #include <QMetaObject>
 #include <QThread>
-#include <QWidget>
 
 namespace {
 
@@ -79,18 +78,19 @@ private:
         static char name[] = "kyr-display", option[] = "-platform", platform[] = "xcb";
         static char *argv[] = { name, option, platform, nullptr };
         previousHandler_ = qInstallMessageHandler(filterMessages);
-        QApplication app(argc, argv);
-        app.setQuitOnLastWindowClosed(false);
+        // The application is never destroyed: at exit, tearing down Qt's
+        // widgets from this thread while the process's exit handlers run
+        // crashes inside Qt. The event loop ends and the thread is joined;
+        // the X server drops the windows with the connection.
+        auto *app = new QApplication(argc, argv);
+        app->setQuitOnLastWindowClosed(false);
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            app_ = &app;
+            app_ = app;
             state_ = State::Running;
         }
         started_.notify_all();
-        app.exec();
-        // Windows still open at exit go before their application does.
-        for (QWidget *widget : QApplication::topLevelWidgets())
-            delete widget;
+        app->exec();
     }
 
     static inline QtMessageHandler previousHandler_ = nullptr;
