@@ -28,6 +28,12 @@ public:
     {
         if (!thread_.joinable())
             return;
+        // Qt ends the process from this very thread when the X server goes
+        // away: nothing to wait for then.
+        if (std::this_thread::get_id() == thread_.get_id()) {
+            thread_.detach();
+            return;
+        }
         QMetaObject::invokeMethod(app_, [] { QCoreApplication::quit(); }, Qt::QueuedConnection);
         thread_.join();
     }
