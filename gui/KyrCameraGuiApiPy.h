@@ -1,11 +1,13 @@
 // The module class of the GUI module: the one module object the entry point
-// builds. Its overrides of the display, dialog and tree-view functions come with
-// the GUI libraries.
+// builds. It shows frames in a display; the dialog and tree-view functions
+// come with the dialog library.
 #pragma once
 
 #include <CXX/Extensions.hxx>
 
 #include "camera/KyrCameraApiPy.h"
+
+class KyrDisplay;
 
 namespace KyrGuiPy {
 
@@ -13,6 +15,18 @@ class PyKyrCameraApiGui : public KyrCamPy::KyrCameraApiPy
 {
 public:
     PyKyrCameraApiGui() = default;
+
+    // A display attached to the native window given (0: a window of its own).
+    Py::Object PyCreateDisplay(const Py::Tuple &args) override;
+    // The next image shown reconfigures the display.
+    Py::Object PyResetDisplay() override;
+    // Draws a PyImage on the display.
+    Py::Object PyShowImageOnDisplay(const Py::Tuple &args) override;
+
+private:
+    // The last display created; an earlier one is dropped, never released: it
+    // may still be on screen, and nothing else refers to it.
+    KyrDisplay *display_ = nullptr;
 };
 
 } // namespace KyrGuiPy

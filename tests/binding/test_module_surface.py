@@ -43,10 +43,6 @@ def test_exactly_the_registered_functions(kyr):
 @pytest.mark.parametrize(
     "name, args",
     [
-        ("PyCreateDisplay", (0,)),
-        ("PyCreateDisplay", ()),
-        ("PyResetDisplay", ()),
-        ("PyShowImageOnDisplay", ("not an image",)),
         ("PyCreateGenParamTreeViewForArray", (None, 0)),
         ("PyDestroyGenParamTreeView", (5,)),
         ("PyActionCamera", ()),

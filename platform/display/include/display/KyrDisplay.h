@@ -7,9 +7,24 @@ struct KyrImage;
 
 #define KYRDISPLAY_API __attribute__((visibility("default")))
 
+// Codes of the display calls (the camera library's values).
+constexpr int32_t kKyrDisplayOk = 0;
+constexpr int32_t kKyrDisplayErrTimeout = -1011;          // the GUI thread did not answer in time
+constexpr int32_t kKyrDisplayErrNotAvailable = -1014;     // the window is gone
+constexpr int32_t kKyrDisplayErrInvalidParameter = -1009; // see each call
+constexpr int32_t kKyrDisplayErrOutOfMemory = -1021;
+constexpr int32_t kKyrDisplayErrInvalidState = -40051;    // already shown, or not shown yet
+
 // A display draws images into a window of its own, or embedded in a native
-// window of the caller. Any thread: drawing happens on the library's GUI thread,
-// which the library starts on first use when the process has none.
+// window of the caller. Any thread: drawing happens on the process's GUI
+// thread (a Qt application's, or one the library starts on first use when the
+// process has none; see KyrGuiHost.h).
+//
+// Pixel types shown: Mono8 to Mono16 (scaled by the type's bit depth),
+// Mono10Packed and Mono12Packed, Bayer 8 to 16 bits and the packed Bayer types
+// (demosaiced), RGB8, BGR8, RGBa8, BGRa8 (alpha ignored), and YUV422_8_UYVY,
+// YUV422_8, YUV422_10, YUV444_8 and YCbCr422_8 (full-range BT.601). Any other
+// type is refused with kKyrDisplayErrInvalidParameter and never drawn.
 class KYRDISPLAY_API KyrDisplay
 {
 public:
@@ -18,20 +33,38 @@ public:
     static KyrDisplay *CreateComponent() noexcept;
 
     // Shows the display: embedded in the native window `window` (an X11 window
-    // id), or as a top-level window of its own when `window` is 0. `mode` is
-    // "auto" (scale to fit, keep aspect). `flags` must be 0. Returns 0, or -1009
-    // (invalid parameter: unknown mode or flags, no such window) or -40051
-    // (already shown).
+    // id), following its size, or as a top-level window of its own when
+    // `window` is 0. `mode` is "auto" (scale to fit, keep aspect, black bars
+    // around). `flags` must be 0. Waits for the GUI thread, at most a few
+    // seconds. Returns 0, kKyrDisplayErrInvalidParameter (unknown mode or flags,
+    // no such window), kKyrDisplayErrInvalidState (already shown) or
+    // kKyrDisplayErrTimeout.
     virtual int32_t CreateDisplay(uint64_t window, const char *mode, uint32_t flags) noexcept = 0;
     // Sizes the drawing area for images like `image` (its width, height and
-    // pixel type). Returns 0, -1009 (null image or unsupported pixel type).
+    // pixel type): a window of its own takes the image's size, shrunk to fit
+    // the screen. Does not wait for the GUI thread. Returns 0,
+    // kKyrDisplayErrInvalidParameter (null image, unknown mode, zero size or
+    // pixel type not shown).
     virtual int32_t ConfigureForImage(const KyrImage *image, const char *mode) noexcept = 0;
-    // Copies `image` and draws the copy; returns before it is on screen, so the
-    // image may be reused at once. Returns 0, -1009.
+    // Copies `image` and has the GUI thread draw the copy; returns before it is
+    // on screen, so the image may be reused at once. A copy not drawn yet is
+    // replaced by the next one: the newest wins and nothing queues. Returns 0,
+    // kKyrDisplayErrInvalidParameter (null image, pixel type not shown, size
+    // zero or over 65535 a side, less data than the geometry needs),
+    // kKyrDisplayErrOutOfMemory.
     virtual int32_t ShowImage(const KyrImage *image) noexcept = 0;
-    // Closes the window and frees the display.
+    // Closes the window and frees the display. Not on the GUI thread of a
+    // Qt application that is blocked waiting for the caller.
     virtual void Release() noexcept = 0;
 
 protected:
     virtual ~KyrDisplay() = default;
 };
+
+extern "C" {
+
+// Frames drawn by all displays of the process so far (a frame replaced
+// before the GUI thread got to it is not counted). Any thread.
+KYRDISPLAY_API uint64_t KyrDisplay_FramesDrawn() noexcept;
+
+} // extern "C"

@@ -1,0 +1,133 @@
+"""Frames of the simulated camera on screen: the display library in a plain
+script (a window of its own, drawn from the library's GUI thread) and
+embedded in a PyQt6 widget, under Xvfb, checked against the camera's pattern
+pixel by pixel. Each case runs an example in a network namespace of its own."""
+
+import os
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+import numpy as np
+import pytest
+
+sys.path.insert(0, str(Path(__file__).resolve().parent))
+
+from kyrbuild import BUILD, REPO  # noqa: E402
+from xscreen import DISPLAY_TITLE, Screen  # noqa: E402
+
+pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="a private network namespace needs root")
+
+WIDTH, HEIGHT = 320, 240
+
+
+def expected_rgb(pixel_format, frame, width=WIDTH, height=HEIGHT):
+    """The frame as the display should show it at its own size: the pattern
+    x + y + frame id, cut to 8 bits by the format's depth, RGB8 carrying
+    x + f, y + f, x + y + f, Bayer demosaiced bilinearly (OpenCV's as the
+    reference)."""
+    y, x = np.mgrid[0:height, 0:width].astype(np.int64)
+    value = x + y + frame
+    if pixel_format == "RGB8":
+        return np.stack([(x + frame) & 255, (y + frame) & 255, value & 255], axis=-1).astype(np.uint8)
+    if pixel_format in ("Mono12", "Mono12Packed"):
+        grey = ((value & 0xFFF) >> 4).astype(np.uint8)
+    else:
+        grey = (value & 255).astype(np.uint8)
+    if pixel_format == "BayerRG8":
+        import cv2
+        return cv2.cvtColor(grey, cv2.COLOR_BayerBG2RGB)
+    return np.stack([grey] * 3, axis=-1)
+
+
+class Held:
+    """An example run with --hold: the frame it keeps on screen."""
+
+    def __init__(self, xvfb, script, *options):
+        env = {**os.environ, "DISPLAY": xvfb, "KYR_BUILD_DIR": str(BUILD)}
+        self.process = subprocess.Popen(
+            [sys.executable, str(REPO / "examples" / script), "--private-network", "--hold", "--seconds", "1",
+             "--width", str(WIDTH), "--height", str(HEIGHT), *options],
+            env=env, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        line = ""
+        for line in self.process.stdout:
+            if line.startswith("held frame"):
+                break
+        held = re.match(r"held frame (\d+) (\d+)x(\d+)(?: view (0x[0-9a-f]+))?", line)
+        assert held, f"no frame held: {line!r}"
+        self.frame = int(held.group(1))
+        self.view = int(held.group(4), 16) if held.group(4) else None
+
+    def close(self):
+        self.process.stdin.close()
+        assert self.process.wait(timeout=30) == 0
+
+
+@pytest.fixture
+def screen(xvfb):
+    screen = Screen(xvfb)
+    yield screen
+    screen.close()
+
+
+def matches(reference, tolerance=0, border=0):
+    """Whether an image shows `reference`, each component within `tolerance`,
+    leaving out `border` pixels at the edges."""
+    inner = (slice(border, reference.shape[0] - border), slice(border, reference.shape[1] - border))
+
+    def check(image):
+        shown = np.asarray(image, dtype=np.int16)
+        return shown.shape == reference.shape and np.abs(shown[inner] - reference[inner]).max() <= tolerance
+    return check
+
+
+# Demosaicing fills the edge pixels its own way; the reference's edges differ.
+@pytest.mark.parametrize("pixel_format, tolerance, border", [
+    ("Mono8", 0, 0), ("Mono12", 0, 0), ("Mono12Packed", 0, 0), ("RGB8", 0, 0), ("BayerRG8", 1, 1),
+])
+def test_own_window_shows_the_frame_at_its_size(xvfb, screen, pixel_format, tolerance, border):
+    held = Held(xvfb, "live_view.py", "--pixel-format", pixel_format)
+    try:
+        window = screen.find(DISPLAY_TITLE)
+        assert window is not None
+        reference = expected_rgb(pixel_format, held.frame).astype(np.int16)
+        image, ok = screen.wait_for(window, matches(reference, tolerance, border))
+        assert image.size == (WIDTH, HEIGHT)
+        assert ok
+    finally:
+        held.close()
+
+
+def test_embedded_in_a_pyqt_widget_letterboxed(xvfb, screen):
+    pytest.importorskip("PyQt6")
+    view_width, view_height = 400, 200
+    held = Held(xvfb, "qt_viewer.py", "--pixel-format", "Mono8", "--view-size", f"{view_width}x{view_height}")
+    try:
+        view = screen.display.create_resource_object("window", held.view)
+        # Scaled to the view's height, centred, black bars left and right;
+        # each screen pixel shows the frame pixel under its centre.
+        fitted = view_height * WIDTH // HEIGHT
+        left = (view_width - fitted) // 2
+        frame = expected_rgb("Mono8", held.frame)
+        columns = ((2 * np.arange(fitted) + 1) * WIDTH) // (2 * fitted)
+        rows = ((2 * np.arange(view_height) + 1) * HEIGHT) // (2 * view_height)
+        reference = np.zeros((view_height, view_width, 3), np.int16)
+        reference[:, left:left + fitted] = frame[rows][:, columns]
+        image, ok = screen.wait_for(view, matches(reference))
+        assert image.size == (view_width, view_height)
+        assert ok
+    finally:
+        held.close()
+
+
+def test_without_x_display_create_display_fails_and_the_module_works():
+    env = {key: value for key, value in os.environ.items() if key not in ("DISPLAY", "WAYLAND_DISPLAY")}
+    code = ("import sys; sys.path.insert(0, sys.argv[1]); import libKyrCameraGuiApiPy as kyr; "
+            "print(kyr.PyCreateDisplay(0), kyr.ErrorCodeToString(-40205)); kyr.PyShowImageOnDisplay(5); "
+            "print(len(kyr.PyKyrSystem().GetInterfaceList() or []) >= 0)")
+    run = subprocess.run(["unshare", "-n", sys.executable, "-c", code, str(BUILD / "lib")], env=env,
+                         capture_output=True, text=True, timeout=60)
+    assert run.returncode == 0, run.stderr
+    assert run.stdout.splitlines() == ["False GenICam: Unknown parameter", "True"]
+    assert run.stderr == "Wrong display\nWrong image\n"
