@@ -604,9 +604,10 @@ EXPORT GC_ERROR GCWritePort(PORT_HANDLE hPort, uint64_t iAddress, const void *pB
 
 #ifdef KYR_TL_OPTIONAL_EXPORTS
 
-EXPORT GC_ERROR GCGetInfo(TL_INFO_CMD iInfoCmd, INFO_DATATYPE *piType, void *pBuffer, size_t *piSize)
+namespace {
+
+GC_ERROR layerInfo(TL_INFO_CMD iInfoCmd, INFO_DATATYPE *piType, void *pBuffer, size_t *piSize)
 {
-    logCall("GCGetInfo cmd=%d buffer=%d size=%zu", iInfoCmd, pBuffer != nullptr, piSize ? *piSize : 0);
     if (config.infoNi)
         return GC_ERR_NOT_IMPLEMENTED;
     switch (iInfoCmd) {
@@ -621,12 +622,20 @@ EXPORT GC_ERROR GCGetInfo(TL_INFO_CMD iInfoCmd, INFO_DATATYPE *piType, void *pBu
     }
 }
 
+} // namespace
+
+EXPORT GC_ERROR GCGetInfo(TL_INFO_CMD iInfoCmd, INFO_DATATYPE *piType, void *pBuffer, size_t *piSize)
+{
+    logCall("GCGetInfo cmd=%d buffer=%d size=%zu", iInfoCmd, pBuffer != nullptr, piSize ? *piSize : 0);
+    return layerInfo(iInfoCmd, piType, pBuffer, piSize);
+}
+
 EXPORT GC_ERROR TLGetInfo(TL_HANDLE hTL, TL_INFO_CMD iInfoCmd, INFO_DATATYPE *piType, void *pBuffer, size_t *piSize)
 {
     logCall("TLGetInfo cmd=%d buffer=%d size=%zu", iInfoCmd, pBuffer != nullptr, piSize ? *piSize : 0);
     if (!as<TransportLayer>(hTL, Kind::TL))
         return GC_ERR_INVALID_HANDLE;
-    return GCGetInfo(iInfoCmd, piType, pBuffer, piSize);
+    return layerInfo(iInfoCmd, piType, pBuffer, piSize);
 }
 
 EXPORT GC_ERROR TLUpdateInterfaceList(TL_HANDLE hTL, bool8_t *pbChanged, uint64_t iTimeout)

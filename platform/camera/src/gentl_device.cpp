@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "config_file_private.h"
 #include "system_private.h"
 
 namespace KyrCam {
@@ -201,9 +202,58 @@ KyrGenParam::Array *GenTLDevice::GetCameraParameters(KyrCamErr *err) noexcept
     return camera();
 }
 
-KyrCamErr GenTLDevice::SaveConfiguration(const char *) noexcept { return kErrNotImplemented; }
+KyrCamErr GenTLDevice::SaveConfiguration(const char *path) noexcept
+{
+    if (lost_)
+        return kErrIo;
+    try {
+        return saveFeatures(camera(), info_.vendor(), info_.model(), info_.serial(), path);
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
 
-KyrCamErr GenTLDevice::LoadConfiguration(const char *) noexcept { return kErrNotImplemented; }
+KyrCamErr GenTLDevice::LoadConfiguration(const char *path) noexcept
+{
+    if (lost_)
+        return kErrIo;
+    try {
+        return loadFeatures(camera(), info_.vendor(), info_.model(), path);
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
+
+Device *createGenTLDeviceFromConfig(const char *path, const std::string &vendor, const std::string &model,
+                                    const std::string &serial, KyrCamErr *err) noexcept
+{
+    try {
+        for (GenTLInterface *iface : gentlInterfaces()) {
+            DeviceInfoList *list = iface->GetDeviceInfoList();
+            GenTLDeviceInfo *found = nullptr;
+            for (DeviceInfo *item = list ? list->GetFirst() : nullptr; item && !found; item = list->GetNext()) {
+                auto *info = static_cast<GenTLDeviceInfo *>(item);
+                if (info->vendor() == vendor && info->model() == model && info->serial() == serial)
+                    found = info;
+            }
+            if (list)
+                list->Release();
+            if (!found)
+                continue;
+            std::unique_ptr<GenTLDevice> device;
+            KyrCamErr code = GenTLDevice::open(*found, kOpenControl, device);
+            if (code == kOk)
+                code = device->LoadConfiguration(path);
+            setError(err, code);
+            return code == kOk ? device.release() : nullptr;
+        }
+        setError(err, kErrNoDevice);
+        return nullptr;
+    } catch (...) {
+        setError(err, kErrOutOfMemory);
+        return nullptr;
+    }
+}
 
 Device *openGenTLDevice(GenTLDeviceInfo &info, int32_t mode, KyrCamErr *err) noexcept
 {

@@ -64,8 +64,9 @@ void GenTLBuffer::takeFrame(const GenTLFunctions &fn, DS_HANDLE stream) noexcept
     image_.width = uint32_t(info(BUFFER_INFO_WIDTH, 0));
     image_.height = uint32_t(info(BUFFER_INFO_HEIGHT, 0));
     const uint64_t line = lineBytes(pixelType, image_.width);
-    // A producer's geometry that does not fit the buffer is not believed.
-    if (pixelType == 0 || line * image_.height > validSize_ + uint64_t(std::max(yPadding_, 0))) {
+    // A producer's geometry that does not fit the buffer is not believed; an
+    // incomplete frame keeps it, with fewer valid bytes.
+    if (pixelType == 0 || imageOffset_ + line * image_.height > size_) {
         image_.pixelType = pixelType;
         image_.width = image_.height = 0;
         return;
