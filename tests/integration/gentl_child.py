@@ -174,6 +174,25 @@ def scenario_lost(kyr, system, _):
     return {"frames": frames, "code": code, "events": events, "after": after}
 
 
+def scenario_release_waiting(kyr, system, what):
+    device = open_device(kyr, system, 4)
+    stream = start(device, 1)
+    held = stream.GetBuffer(5000)
+    result = {}
+    waiter = threading.Thread(target=lambda: result.update(buffer=stream.GetBuffer(60_000)))
+    waiter.start()
+    if what == "stream":
+        stream.Release()
+    else:
+        device.Release()
+    waiter.join(10)
+    out = {"ended": not waiter.is_alive(), "buffer": result.get("buffer") is None,
+           "after": stream.GetBuffer(10) is None, "held": held is not None}
+    if what == "stream":
+        device.Release()
+    return out
+
+
 def scenario_minimal(kyr, system, _):
     iface = next(i for i in system.GetInterfaceList() if i.GetType() >= 3)
     device = kyr.PyKyrCreateDevice(iface.GetDeviceInfoList()[0])

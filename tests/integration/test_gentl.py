@@ -91,6 +91,11 @@ def test_configuration_round_trip(tmp_path):
     assert seen == {"saved": True, "loaded": True, "width": [True, 320], "reopened": [True, 320]}
 
 
+@pytest.mark.parametrize("what", ["stream", "device"])
+def test_release_ends_a_pending_wait_first(what):
+    assert run("release_waiting", extra=what) == {"ended": True, "buffer": True, "after": True, "held": True}
+
+
 def test_device_removal_gives_lost_event_and_no_buffer():
     seen = run("lost", lose_after=5)
     assert seen["frames"] == 5
