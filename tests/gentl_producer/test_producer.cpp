@@ -1084,11 +1084,9 @@ EXPORT GC_ERROR DSGetBufferInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, BU
     case BUFFER_INFO_IS_INCOMPLETE:
         return answerValue<bool8_t>(INFO_DATATYPE_BOOL8, buffer->incomplete, piType, pBuffer, piSize);
     case BUFFER_INFO_SIZE_FILLED: {
-        size_t size = 0;
-        arv_buffer_get_data(frame, &size);
-        const gint width = arv_buffer_get_image_width(frame), height = arv_buffer_get_image_height(frame);
-        return answerValue<size_t>(INFO_DATATYPE_SIZET, buffer->incomplete ? size / 2 : size_t(width) * size_t(height),
-                                   piType, pBuffer, piSize);
+        // An incomplete frame lost its second half.
+        const size_t size = size_t(arv_buffer_get_image_width(frame)) * size_t(arv_buffer_get_image_height(frame));
+        return answerValue<size_t>(INFO_DATATYPE_SIZET, buffer->incomplete ? size / 2 : size, piType, pBuffer, piSize);
     }
     case BUFFER_INFO_WIDTH:
         return answerValue<size_t>(INFO_DATATYPE_SIZET, size_t(arv_buffer_get_image_width(frame)), piType, pBuffer,

@@ -8,7 +8,6 @@ namespace KyrCam {
 
 namespace {
 
-constexpr uint64_t kWaitWithoutLimit = ~uint64_t(0);
 constexpr uint64_t kFirstEnumerationTimeoutMs = 1000;
 // More devices than this on one interface is a producer fault.
 constexpr uint32_t kDeviceLimit = 256;
@@ -113,7 +112,8 @@ KyrCamErr GenTLInterface::ReEnumerateDevices(bool *changed, uint64_t timeoutMs) 
         return kErrInvalidParameter;
     try {
         std::lock_guard<std::mutex> lock(mutex_);
-        return enumerate(timeoutMs == kWaitWithoutLimit ? GENTL_INFINITE : timeoutMs, changed);
+        // Our "without limit" is GENTL_INFINITE bit for bit.
+        return enumerate(timeoutMs, changed);
     } catch (...) {
         return kErrOutOfMemory;
     }

@@ -15,7 +15,6 @@ namespace {
 // Longest info answer we accept; a producer claiming more is answered with
 // an empty text.
 constexpr size_t kInfoLimit = 64 * 1024;
-constexpr uint64_t kWaitWithoutLimit = ~uint64_t(0);
 constexpr uint64_t kFirstEnumerationTimeoutMs = 1000;
 
 template <typename Fn>
