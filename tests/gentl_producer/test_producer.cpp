@@ -846,8 +846,8 @@ EXPORT GC_ERROR EventGetData(EVENT_HANDLE hEvent, void *pBuffer, size_t *piSize,
     if (*piSize < sizeof(EVENT_NEW_BUFFER_DATA))
         return GC_ERR_BUFFER_TOO_SMALL;
     std::unique_lock<std::mutex> lock(event->mutex);
-    const unsigned kills = event->kills;
-    const auto ready = [&] { return !event->pending.empty() || event->kills != kills || event->lost; };
+    // A kill ends the wait it finds or, when none runs, the next one.
+    const auto ready = [&] { return !event->pending.empty() || event->kills > 0 || event->lost; };
     if (iTimeout == GENTL_INFINITE)
         event->wake.wait(lock, ready);
     else if (!event->wake.wait_for(lock, std::chrono::milliseconds(iTimeout), ready))
@@ -858,7 +858,10 @@ EXPORT GC_ERROR EventGetData(EVENT_HANDLE hEvent, void *pBuffer, size_t *piSize,
         *piSize = sizeof(EVENT_NEW_BUFFER_DATA);
         return GC_ERR_SUCCESS;
     }
-    return event->lost ? GC_ERR_IO : GC_ERR_ABORT;
+    if (event->lost)
+        return GC_ERR_IO;
+    --event->kills;
+    return GC_ERR_ABORT;
 }
 
 EXPORT GC_ERROR EventKill(EVENT_HANDLE hEvent)

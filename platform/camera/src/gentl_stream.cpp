@@ -17,6 +17,7 @@ constexpr uint64_t kLongestTimeoutMs = uint64_t(1) << 40;
 constexpr size_t kAlignment = 64;
 // More buffers than this in one queue is a caller's mistake, not a need.
 constexpr int64_t kBufferLimit = 1024;
+constexpr uint64_t kEventWaitMs = 250;
 
 } // namespace
 
@@ -67,13 +68,12 @@ void GenTLBuffer::takeFrame(const GenTLFunctions &fn, DS_HANDLE stream) noexcept
     // A producer's geometry that does not fit the buffer is not believed; an
     // incomplete frame keeps it, with fewer valid bytes.
     if (pixelType == 0 || imageOffset_ + line * image_.height > size_) {
-        image_.pixelType = pixelType;
         image_.width = image_.height = 0;
         return;
     }
     image_.bitsPerPixel = KyrPixelBitsOf(pixelType);
-    image_.bitDepth = image_.bitsPerPixel >= 16 && KyrPixelClassOf(pixelType) != kKyrPixelClassRgb ? 16 : 8;
-    image_.components = KyrPixelClassOf(pixelType) == kKyrPixelClassRgb ? 3 : 1;
+    image_.bitDepth = KyrPixelBitDepthOf(pixelType);
+    image_.components = KyrPixelComponentsOf(pixelType);
     image_.packing = (pixelType >> 8) & 0xFF;
     image_.stride = uint32_t(line + uint32_t(std::max(xPadding_, 0)));
     image_.size = validSize_;
@@ -141,7 +141,9 @@ void GenTLStream::run()
     for (;;) {
         EVENT_NEW_BUFFER_DATA data{};
         size_t size = sizeof data;
-        const GC_ERROR code = gentlCall(fn_.EventGetData, event_, static_cast<void *>(&data), &size, GENTL_INFINITE);
+        // A bounded wait: a producer may lose an EventKill that comes before
+        // the wait starts, and closing must not depend on it.
+        const GC_ERROR code = gentlCall(fn_.EventGetData, event_, static_cast<void *>(&data), &size, kEventWaitMs);
         std::unique_lock<std::mutex> lock(mutex_);
         if (closing_)
             return;
