@@ -20,6 +20,7 @@
 #include <sstream>
 #include <utility>
 
+#include "config_file_private.h"
 #include "system_private.h"
 
 namespace KyrCam {
@@ -449,13 +450,25 @@ void restore(std::vector<Write> &writes)
 
 KyrCamErr saveConfiguration(AravisDevice &device, const char *path) noexcept
 {
-    if (!path || device.lost())
+    // A lost device would only make each read time out.
+    if (device.lost())
         return kErrIo;
-    AravisParamArray *camera = device.camera();
+    try {
+        const DeviceRecord record = device.info().record();
+        return saveFeatures(device.camera(), record.vendor, record.model, record.serial, path);
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
+
+KyrCamErr saveFeatures(AravisParamArray *camera, const std::string &vendor, const std::string &model,
+                       const std::string &serial, const char *path) noexcept
+{
+    if (!path)
+        return kErrIo;
     if (!camera)
         return kErrNotAvailable;
     try {
-        const DeviceRecord record = device.info().record();
         std::string features;
         {
             Lock lock(camera->mutex());
@@ -471,9 +484,9 @@ KyrCamErr saveConfiguration(AravisDevice &device, const char *path) noexcept
             return kErrIo;
         file << kMagic << '\n'
              << kDeviceSection << '\n'
-             << "Vendor=" << escape(record.vendor) << '\n'
-             << "Model=" << escape(record.model) << '\n'
-             << "SerialNumber=" << escape(record.serial) << '\n'
+             << "Vendor=" << escape(vendor) << '\n'
+             << "Model=" << escape(model) << '\n'
+             << "SerialNumber=" << escape(serial) << '\n'
              << kFeatureSection << '\n'
              << features;
         file.close();
@@ -487,7 +500,17 @@ KyrCamErr loadConfiguration(AravisDevice &device, const char *path) noexcept
 {
     if (device.lost())
         return kErrIo;
-    AravisParamArray *camera = device.camera();
+    try {
+        const DeviceRecord record = device.info().record();
+        return loadFeatures(device.camera(), record.vendor, record.model, path);
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
+
+KyrCamErr loadFeatures(AravisParamArray *camera, const std::string &vendor, const std::string &model,
+                       const char *path) noexcept
+{
     if (!camera)
         return kErrNotAvailable;
     try {
@@ -496,8 +519,7 @@ KyrCamErr loadConfiguration(AravisDevice &device, const char *path) noexcept
         KyrCamErr code = readFile(path, header, lines);
         if (code != kOk)
             return code;
-        const DeviceRecord record = device.info().record();
-        if (header.vendor != record.vendor || header.model != record.model)
+        if (header.vendor != vendor || header.model != model)
             return kErrWrongConfiguration;
 
         Lock lock(camera->mutex());
@@ -568,7 +590,7 @@ Device *createDeviceFromConfig(const char *path, KyrCamErr *err) noexcept
             if (!info && system->enumerate(kRediscoveryTimeoutMs))
                 info = system->findDevice(header.vendor, header.model, header.serial);
             if (!info)
-                code = kErrNoDevice;
+                return createGenTLDeviceFromConfig(path, header.vendor, header.model, header.serial, err);
         }
         std::unique_ptr<AravisDevice> device;
         if (code == kOk)

@@ -5,6 +5,7 @@
 
 #include <gio/gio.h>
 
+#include "gentl_private.h"
 #include "gvcp_private.h"
 #include "stream_private.h"
 #include "system_private.h"
@@ -278,6 +279,8 @@ KyrCamErr openDevice(DeviceInfo *requested, int32_t mode, std::unique_ptr<Aravis
 
 KyrCam::Device *KyrCam_CreateDevice(KyrCam::DeviceInfo *info, int32_t mode, KyrCamErr *err) noexcept
 {
+    if (KyrCam::GenTLDeviceInfo *gentl = KyrCam::gentlDeviceInfo(info))
+        return KyrCam::openGenTLDevice(*gentl, mode, err);
     std::unique_ptr<KyrCam::AravisDevice> device;
     const KyrCamErr code = KyrCam::openDevice(info, mode, device);
     KyrCam::setError(err, code);

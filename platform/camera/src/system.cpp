@@ -11,6 +11,7 @@
 #include <arv.h>
 
 #include "device_private.h"
+#include "gentl_private.h"
 #include "gvcp_private.h"
 #include "object_list_private.h"
 
@@ -242,6 +243,10 @@ InterfaceList *AravisSystem::GetInterfaceList(uint32_t mask) noexcept
             if (mask == uint32_t(kInterfaceAll) || (mask & interfaceMaskBit(iface->GetType())))
                 selected.push_back(iface);
         }
+        for (GenTLInterface *iface : gentlInterfaces()) {
+            if (mask == uint32_t(kInterfaceAll) || (mask & interfaceMaskBit(iface->GetType())))
+                selected.push_back(iface);
+        }
         return makeSnapshotList<InterfaceList, Interface>(selected);
     } catch (...) {
         return nullptr;
@@ -259,13 +264,7 @@ Device *AravisSystem::CreateDeviceFromConfig(const char *path, KyrCamErr *err) n
 
 KyrCamErr AravisSystem::RegisterGenTLProvider(const char *path) noexcept
 {
-    if (!path)
-        return kErrInvalidParameter;
-    FILE *file = std::fopen(path, "rb");
-    if (!file)
-        return kErrFileNotFound;
-    std::fclose(file);
-    return kErrNotImplemented;
+    return registerGenTLProducer(path);
 }
 
 AravisSystem *aravisSystem() noexcept

@@ -1,0 +1,265 @@
+#include "gentl_device_private.h"
+
+#include <cstring>
+
+#include "config_file_private.h"
+#include "system_private.h"
+
+namespace KyrCam {
+
+namespace {
+
+DEVICE_ACCESS_FLAGS accessFlags(int32_t mode) noexcept
+{
+    return mode == kOpenReadOnly ? DEVICE_ACCESS_READONLY
+           : mode == kOpenExclusive ? DEVICE_ACCESS_EXCLUSIVE
+                                    : DEVICE_ACCESS_CONTROL;
+}
+
+} // namespace
+
+GenTLDevice::GenTLDevice(GenTLDeviceInfo &info, DEV_HANDLE handle) : info_(info), handle_(handle) {}
+
+KyrCamErr GenTLDevice::open(GenTLDeviceInfo &info, int32_t mode, std::unique_ptr<GenTLDevice> &device) noexcept
+{
+    if (mode != kOpenReadOnly && mode != kOpenControl && mode != kOpenExclusive)
+        return kErrInvalidParameter;
+    if (!info.claim())
+        return kErrResourceInUse;
+    GenTLProducer &producer = info.owner().producer();
+    const GenTLFunctions &fn = producer.fn();
+    DEV_HANDLE handle = nullptr;
+    const GC_ERROR opened =
+        gentlCall(fn.IFOpenDevice, info.owner().handle(), info.id().c_str(), accessFlags(mode), &handle);
+    if (opened != GC_ERR_SUCCESS || !handle) {
+        info.setOpenHere(false);
+        return opened == GC_ERR_SUCCESS ? kErrGenTL : gentlCode(opened);
+    }
+    try {
+        std::unique_ptr<GenTLDevice> made(new GenTLDevice(info, handle));
+        PORT_HANDLE port = nullptr;
+        const GC_ERROR code = gentlCall(fn.DevGetPort, handle, &port);
+        if (code != GC_ERR_SUCCESS || !port)
+            return code == GC_ERR_SUCCESS ? kErrGenTL : gentlCode(code);
+        // A device without a description still gives registers and streams.
+        const KyrCamErr described = GenTLNodeMap::create(producer, port, made->remote_);
+        if (described != kOk)
+            logDebug("gentl: no description for %s: %d", info.id().c_str(), described);
+        device = std::move(made);
+        return kOk;
+    } catch (...) {
+        gentlCall(fn.DevClose, handle);
+        info.setOpenHere(false);
+        return kErrOutOfMemory;
+    }
+}
+
+GenTLDevice::~GenTLDevice()
+{
+    if (AravisSystem *system = aravisSystem())
+        system->events().removeAll(this);
+    {
+        std::unique_lock<std::mutex> lock(streamMutex_);
+        std::unique_ptr<GenTLStream> stream = std::move(stream_);
+        lock.unlock();
+        if (stream)
+            stream->endWaits();
+    }
+    if (remote_)
+        remote_->detach();
+    {
+        std::lock_guard<std::mutex> lock(moduleMutex_);
+        if (module_)
+            module_->detach();
+    }
+    gentlCall(fn().DevClose, handle_);
+    info_.setOpenHere(false);
+}
+
+KyrCamErr GenTLDevice::execute(const char *command) noexcept
+{
+    AravisParamArray *params = camera();
+    if (!params)
+        return kOk;
+    KyrCamErr err = kOk;
+    if (!params->GetCommand(command, &err))
+        return kOk;
+    return params->ExecuteCommand(command);
+}
+
+void GenTLDevice::lost() noexcept
+{
+    if (lost_.exchange(true))
+        return;
+    if (remote_)
+        remote_->detach();
+    if (AravisSystem *system = aravisSystem()) {
+        try {
+            system->events().post(this, kEventDeviceLost, info_.GetDisplayName());
+        } catch (...) {
+            logDebug("gentl: device-lost event dropped");
+        }
+    }
+}
+
+void GenTLDevice::releaseStream() noexcept
+{
+    std::unique_ptr<GenTLStream> stream;
+    {
+        std::lock_guard<std::mutex> lock(streamMutex_);
+        if (streamHandles_ == 0 || --streamHandles_ > 0)
+            return;
+        stream = std::move(stream_);
+    }
+}
+
+void GenTLDevice::Release() noexcept { std::unique_ptr<GenTLDevice> self(this); }
+
+DeviceInfo *GenTLDevice::GetInfo() noexcept { return &info_; }
+
+uint32_t GenTLDevice::GetNumStreams() noexcept
+{
+    uint32_t count = 0;
+    if (gentlCall(fn().DevGetNumDataStreams, handle_, &count) != GC_ERR_SUCCESS)
+        return 0;
+    // Only the first stream is reachable.
+    return count > 0 ? 1 : 0;
+}
+
+Stream *GenTLDevice::GetStreamByIndex(uint32_t index) noexcept
+{
+    if (index != 0 || lost_)
+        return nullptr;
+    std::lock_guard<std::mutex> lock(streamMutex_);
+    if (!stream_ && GenTLStream::open(*this, stream_) != kOk)
+        return nullptr;
+    ++streamHandles_;
+    return stream_.get();
+}
+
+Stream *GenTLDevice::GetStreamById(const char *id) noexcept
+{
+    const std::string wanted = id ? id : "";
+    const std::string first = gentlText([&](INFO_DATATYPE *, void *buffer, size_t *size) {
+        return gentlCall(fn().DevGetDataStreamID, handle_, 0u, static_cast<char *>(buffer), size);
+    });
+    return !first.empty() && wanted == first ? GetStreamByIndex(0) : nullptr;
+}
+
+KyrCamErr GenTLDevice::ReadMem(int64_t address, void *buffer, int64_t size) noexcept
+{
+    if (!buffer || size < 1)
+        return kErrInvalidParameter;
+    if (lost_)
+        return kErrIo;
+    if (!remote_)
+        return kErrNotAvailable;
+    return remote_->read(uint64_t(address), buffer, size_t(size));
+}
+
+KyrCamErr GenTLDevice::WriteMem(int64_t address, const void *data, uint64_t size, uint64_t *written) noexcept
+{
+    if (written)
+        *written = 0;
+    if (!data || size < 1)
+        return kErrInvalidParameter;
+    if (lost_)
+        return kErrIo;
+    if (!remote_)
+        return kErrNotAvailable;
+    const KyrCamErr code = remote_->write(uint64_t(address), data, size_t(size));
+    if (code == kOk && written)
+        *written = size;
+    return code;
+}
+
+KyrCamErr GenTLDevice::RegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept
+{
+    AravisSystem *system = aravisSystem();
+    return system ? system->events().add(this, eventId, callback, context) : kErrNotInitialized;
+}
+
+KyrCamErr GenTLDevice::UnRegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept
+{
+    AravisSystem *system = aravisSystem();
+    return system ? system->events().remove(this, eventId, callback, context) : kErrNotInitialized;
+}
+
+KyrGenParam::Array *GenTLDevice::GetTransportParameters(KyrCamErr *err) noexcept
+{
+    std::lock_guard<std::mutex> lock(moduleMutex_);
+    KyrCamErr code = kOk;
+    // The device module's own port is the device handle.
+    if (!module_)
+        code = GenTLNodeMap::create(info_.owner().producer(), handle_, module_);
+    setError(err, code);
+    return module_ ? module_->array() : nullptr;
+}
+
+KyrGenParam::Array *GenTLDevice::GetCameraParameters(KyrCamErr *err) noexcept
+{
+    setError(err, remote_ ? kOk : kErrNotAvailable);
+    return camera();
+}
+
+KyrCamErr GenTLDevice::SaveConfiguration(const char *path) noexcept
+{
+    if (lost_)
+        return kErrIo;
+    try {
+        return saveFeatures(camera(), info_.vendor(), info_.model(), info_.serial(), path);
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
+
+KyrCamErr GenTLDevice::LoadConfiguration(const char *path) noexcept
+{
+    if (lost_)
+        return kErrIo;
+    try {
+        return loadFeatures(camera(), info_.vendor(), info_.model(), path);
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
+
+Device *createGenTLDeviceFromConfig(const char *path, const std::string &vendor, const std::string &model,
+                                    const std::string &serial, KyrCamErr *err) noexcept
+{
+    try {
+        for (GenTLInterface *iface : gentlInterfaces()) {
+            DeviceInfoList *list = iface->GetDeviceInfoList();
+            GenTLDeviceInfo *found = nullptr;
+            for (DeviceInfo *item = list ? list->GetFirst() : nullptr; item && !found; item = list->GetNext()) {
+                auto *info = static_cast<GenTLDeviceInfo *>(item);
+                if (info->vendor() == vendor && info->model() == model && info->serial() == serial)
+                    found = info;
+            }
+            if (list)
+                list->Release();
+            if (!found)
+                continue;
+            std::unique_ptr<GenTLDevice> device;
+            KyrCamErr code = GenTLDevice::open(*found, kOpenControl, device);
+            if (code == kOk)
+                code = device->LoadConfiguration(path);
+            setError(err, code);
+            return code == kOk ? device.release() : nullptr;
+        }
+        setError(err, kErrNoDevice);
+        return nullptr;
+    } catch (...) {
+        setError(err, kErrOutOfMemory);
+        return nullptr;
+    }
+}
+
+Device *openGenTLDevice(GenTLDeviceInfo &info, int32_t mode, KyrCamErr *err) noexcept
+{
+    std::unique_ptr<GenTLDevice> device;
+    setError(err, GenTLDevice::open(info, mode, device));
+    return device.release();
+}
+
+} // namespace KyrCam

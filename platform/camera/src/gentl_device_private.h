@@ -1,0 +1,160 @@
+// A device, its one data stream and its buffers over a GenTL producer. The
+// stream's library thread waits for EVENT_NEW_BUFFER and fills an output
+// queue of our own, so that a wait for a buffer is bounded by the caller's
+// timeout and CancelBuffer ends it at once whatever the producer does. Any
+// thread; calls back on the stream thread; buffers: owner thread only.
+#pragma once
+
+#include "gentl_private.h"
+
+namespace KyrCam {
+
+class GenTLDevice;
+
+class GenTLBuffer final : public Buffer
+{
+public:
+    enum class State { Announced, Input, Output };
+
+    // Null when memory is short.
+    static std::unique_ptr<GenTLBuffer> create(int64_t size, void *userData);
+
+    uint8_t *memory() noexcept { return memory_.get(); }
+    size_t size() const noexcept { return size_; }
+    BUFFER_HANDLE handle = nullptr;
+    State state = State::Announced;
+    // Reads the frame's description from the producer.
+    void takeFrame(const GenTLFunctions &fn, DS_HANDLE stream) noexcept;
+
+    KyrImage *GetImage() noexcept override;
+    uint8_t *GetBufferPtr() noexcept override { return memory_.get(); }
+    uint64_t GetImageOffset() noexcept override { return imageOffset_; }
+    uint64_t GetBufferSize() noexcept override { return validSize_; }
+    uint64_t GetPixelFormat() noexcept override { return image_.pixelType; }
+    uint64_t GetFrameID() noexcept override { return frameId_; }
+    uint64_t GetTimestamp() noexcept override { return timestamp_; }
+    bool IsIncomplete() noexcept override { return incomplete_; }
+    uint32_t GetWidth() noexcept override { return image_.width; }
+    uint32_t GetHeight() noexcept override { return image_.height; }
+    int32_t GetXOffset() noexcept override { return xOffset_; }
+    int32_t GetYOffset() noexcept override { return yOffset_; }
+    int32_t GetXPadding() noexcept override { return xPadding_; }
+    int32_t GetYPadding() noexcept override { return yPadding_; }
+
+private:
+    GenTLBuffer() = default;
+
+    struct Free {
+        void operator()(uint8_t *memory) const noexcept;
+    };
+    std::unique_ptr<uint8_t, Free> memory_;
+    size_t size_ = 0;
+    void *userData_ = nullptr;
+    bool hasFrame_ = false;
+    bool incomplete_ = false;
+    uint64_t imageOffset_ = 0, validSize_ = 0, frameId_ = 0, timestamp_ = 0;
+    int32_t xOffset_ = 0, yOffset_ = 0, xPadding_ = 0, yPadding_ = 0;
+    KyrImage image_{};
+};
+
+class GenTLStream final : public Stream
+{
+public:
+    // Opens the device's first data stream and its new-buffer event. Codes:
+    // kErrNotAvailable (no stream, or the producer gives no event), the
+    // producer's codes.
+    static KyrCamErr open(GenTLDevice &device, std::unique_ptr<GenTLStream> &stream) noexcept;
+    ~GenTLStream() override;
+
+    // The device is gone: waits end with kErrIo.
+    void deviceLost() noexcept;
+
+    void Release() noexcept override;
+    int64_t GetBufferSize() noexcept override;
+    int64_t GetBufferAlignment() noexcept override;
+    int64_t GetMinNumBuffers() noexcept override;
+    int64_t GetBufferQueueSize() noexcept override;
+    KyrCamErr StartAcquisition(uint64_t frameCount, const void *reserved) noexcept override;
+    KyrCamErr StopAcquisition(int32_t mode) noexcept override;
+    KyrCamErr FlushBuffers(int32_t mode) noexcept override;
+    KyrCamErr AllocBufferQueue(void *userData, int64_t count) noexcept override;
+    KyrCamErr ReleaseBufferQueue() noexcept override;
+    KyrCamErr CancelBuffer() noexcept override;
+    KyrCamErr QueueBuffer(Buffer *buffer) noexcept override;
+    KyrCamErr RevokeBuffer(Buffer *buffer) noexcept override;
+    Buffer *GetBuffer(uint64_t timeoutMs, KyrCamErr *err) noexcept override;
+    Buffer *CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept override;
+
+    // Ends every wait and waits until no caller is inside GetBuffer.
+    void endWaits() noexcept;
+
+private:
+    GenTLStream(GenTLDevice &device, DS_HANDLE handle, EVENT_HANDLE event);
+    void run();
+    // Callers hold mutex_.
+    GenTLBuffer *find(Buffer *buffer) noexcept;
+    GenTLBuffer *findHandle(BUFFER_HANDLE handle) noexcept;
+    KyrCamErr announce(std::unique_ptr<GenTLBuffer> buffer, bool queue) noexcept;
+    KyrCamErr revoke(GenTLBuffer &buffer) noexcept;
+    int64_t streamInfo(STREAM_INFO_CMD command, int64_t fallback) noexcept;
+
+    GenTLDevice &device_;
+    const GenTLFunctions &fn_;
+    const DS_HANDLE handle_;
+    const EVENT_HANDLE event_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::unique_ptr<GenTLBuffer>> buffers_;
+    std::deque<GenTLBuffer *> output_;
+    bool acquiring_ = false;
+    bool lost_ = false;
+    bool closing_ = false;
+    unsigned waiters_ = 0;
+    uint64_t cancels_ = 0;
+    std::thread thread_;
+};
+
+class GenTLDevice final : public Device
+{
+public:
+    static KyrCamErr open(GenTLDeviceInfo &info, int32_t mode, std::unique_ptr<GenTLDevice> &device) noexcept;
+    ~GenTLDevice() override;
+
+    const GenTLFunctions &fn() const noexcept { return info_.owner().producer().fn(); }
+    DEV_HANDLE handle() const noexcept { return handle_; }
+    AravisParamArray *camera() noexcept { return remote_ ? remote_->array() : nullptr; }
+    // Runs a command feature of the camera; kOk when it has none.
+    KyrCamErr execute(const char *command) noexcept;
+    // The producer reports the device gone (from the stream thread).
+    void lost() noexcept;
+    void releaseStream() noexcept;
+
+    void Release() noexcept override;
+    DeviceInfo *GetInfo() noexcept override;
+    uint32_t GetNumStreams() noexcept override;
+    Stream *GetStreamByIndex(uint32_t index) noexcept override;
+    Stream *GetStreamById(const char *id) noexcept override;
+    KyrCamErr ReadMem(int64_t address, void *buffer, int64_t size) noexcept override;
+    KyrCamErr WriteMem(int64_t address, const void *data, uint64_t size, uint64_t *written) noexcept override;
+    KyrCamErr RegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept override;
+    KyrCamErr UnRegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept override;
+    KyrGenParam::Array *GetTransportParameters(KyrCamErr *err) noexcept override;
+    KyrGenParam::Array *GetCameraParameters(KyrCamErr *err) noexcept override;
+    KyrCamErr SaveConfiguration(const char *path) noexcept override;
+    KyrCamErr LoadConfiguration(const char *path) noexcept override;
+
+private:
+    GenTLDevice(GenTLDeviceInfo &info, DEV_HANDLE handle);
+
+    GenTLDeviceInfo &info_;
+    const DEV_HANDLE handle_;
+    std::atomic<bool> lost_{ false };
+    std::unique_ptr<GenTLNodeMap> remote_;
+    std::mutex moduleMutex_;
+    std::unique_ptr<GenTLNodeMap> module_;
+    std::mutex streamMutex_;
+    std::unique_ptr<GenTLStream> stream_;
+    uint32_t streamHandles_ = 0;
+};
+
+} // namespace KyrCam

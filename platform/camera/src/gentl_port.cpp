@@ -1,0 +1,265 @@
+#include "gentl_private.h"
+
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+namespace KyrCam {
+
+// What the ArvDevice of a node map reaches: the producer's port, until the
+// owner detaches it.
+struct GenTLNodeMap::Target {
+    std::mutex mutex;
+    const GenTLFunctions *fn = nullptr;
+    PORT_HANDLE port = nullptr;
+};
+
+} // namespace KyrCam
+
+extern "C" {
+
+struct KyrGenTLPort {
+    ArvDevice parent;
+    KyrCam::GenTLNodeMap *map;
+};
+
+struct KyrGenTLPortClass {
+    ArvDeviceClass parent_class;
+};
+
+G_DEFINE_TYPE(KyrGenTLPort, kyr_gentl_port, ARV_TYPE_DEVICE)
+
+} // extern "C"
+
+namespace KyrCam {
+
+namespace {
+
+// Largest description we read from a port or a file.
+constexpr uint64_t kXmlLimit = 64u << 20;
+
+KyrGenTLPort *asPort(ArvDevice *device) noexcept
+{
+    return G_TYPE_CHECK_INSTANCE_CAST(device, kyr_gentl_port_get_type(), KyrGenTLPort);
+}
+
+gboolean portAccess(ArvDevice *device, guint64 address, guint32 size, void *buffer, bool write, GError **error)
+{
+    GenTLNodeMap *map = asPort(device)->map;
+    const KyrCamErr code = !map ? kErrIo : write ? map->write(address, buffer, size) : map->read(address, buffer, size);
+    if (code == kOk)
+        return TRUE;
+    g_set_error(error, ARV_DEVICE_ERROR,
+                code == kErrInvalidAddress ? ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS
+                : code == kErrAccessDenied ? ARV_DEVICE_ERROR_PROTOCOL_ERROR_ACCESS_DENIED
+                : code == kErrTimeout      ? ARV_DEVICE_ERROR_TIMEOUT
+                                           : ARV_DEVICE_ERROR_TRANSFER_ERROR,
+                "port %s at 0x%" G_GINT64_MODIFIER "x failed: %d", write ? "write" : "read", address, code);
+    return FALSE;
+}
+
+gboolean readMemory(ArvDevice *device, guint64 address, guint32 size, void *buffer, GError **error)
+{
+    return portAccess(device, address, size, buffer, false, error);
+}
+
+gboolean writeMemory(ArvDevice *device, guint64 address, guint32 size, void *buffer, GError **error)
+{
+    return portAccess(device, address, size, buffer, true, error);
+}
+
+gboolean readRegister(ArvDevice *device, guint64 address, guint32 *value, GError **error)
+{
+    return readMemory(device, address, 4, value, error);
+}
+
+gboolean writeRegister(ArvDevice *device, guint64 address, guint32 value, GError **error)
+{
+    return writeMemory(device, address, 4, &value, error);
+}
+
+std::string portUrl(const GenTLFunctions &fn, PORT_HANDLE port)
+{
+    uint32_t count = 0;
+    if (gentlCall(fn.GCGetNumPortURLs, port, &count) == GC_ERR_SUCCESS && count > 0) {
+        const std::string url = gentlText([&](INFO_DATATYPE *type, void *buffer, size_t *size) {
+            return gentlCall(fn.GCGetPortURLInfo, port, 0u, URL_INFO_CMD(URL_INFO_URL), type, buffer, size);
+        });
+        if (!url.empty())
+            return url;
+    }
+    // Producers before GenTL 1.1 have only the deprecated single-URL call.
+    return gentlText([&](INFO_DATATYPE *, void *buffer, size_t *size) {
+        return gentlCall(fn.GCGetPortURL, port, static_cast<char *>(buffer), size);
+    });
+}
+
+bool endsWith(const std::string &text, const char *suffix)
+{
+    const size_t n = std::strlen(suffix);
+    return text.size() >= n && g_ascii_strcasecmp(text.c_str() + text.size() - n, suffix) == 0;
+}
+
+// The description inside a zip file: its first .xml member.
+KyrCamErr unzip(std::string &data)
+{
+    ArvZip *zip = arv_zip_new(data.data(), data.size());
+    if (!zip)
+        return kErrNotAvailable;
+    std::string xml;
+    for (const GSList *item = arv_zip_get_file_list(zip); item && xml.empty(); item = item->next) {
+        const char *name = arv_zip_file_get_name(static_cast<ArvZipFile *>(item->data));
+        if (!name || !endsWith(name, ".xml"))
+            continue;
+        size_t size = 0;
+        void *bytes = arv_zip_get_file(zip, name, &size);
+        if (bytes)
+            xml.assign(static_cast<const char *>(bytes), size);
+        g_free(bytes);
+    }
+    arv_zip_free(zip);
+    if (xml.empty())
+        return kErrNotAvailable;
+    data = std::move(xml);
+    return kOk;
+}
+
+// "local:[///]name.ext;address;length[?SchemaVersion=...]" (hexadecimal
+// numbers) or "file:[///]path[?...]".
+KyrCamErr fetchXml(GenTLNodeMap &map, const std::string &url, std::string &xml)
+{
+    std::string rest = url.substr(0, url.find('?'));
+    std::string name;
+    if (g_ascii_strncasecmp(rest.c_str(), "local:", 6) == 0) {
+        rest = rest.substr(6);
+        while (!rest.empty() && rest[0] == '/')
+            rest.erase(0, 1);
+        const size_t first = rest.find(';');
+        const size_t second = first == std::string::npos ? first : rest.find(';', first + 1);
+        if (second == std::string::npos)
+            return kErrNotAvailable;
+        name = rest.substr(0, first);
+        const uint64_t address = g_ascii_strtoull(rest.c_str() + first + 1, nullptr, 16);
+        const uint64_t length = g_ascii_strtoull(rest.c_str() + second + 1, nullptr, 16);
+        if (length == 0 || length > kXmlLimit)
+            return kErrNotAvailable;
+        xml.assign(size_t(length), '\0');
+        const KyrCamErr code = map.read(address, &xml[0], xml.size());
+        if (code != kOk)
+            return code;
+    } else if (g_ascii_strncasecmp(rest.c_str(), "file:", 5) == 0) {
+        rest = rest.substr(5);
+        // "file:///path" and "file:/path" both name /path.
+        while (rest.size() > 1 && rest[0] == '/' && rest[1] == '/')
+            rest.erase(0, 1);
+        name = rest;
+        std::ifstream file(rest, std::ios::binary);
+        if (!file.is_open())
+            return kErrNotAvailable;
+        std::ostringstream content;
+        content << file.rdbuf();
+        xml = content.str();
+        if (xml.empty() || xml.size() > kXmlLimit)
+            return kErrNotAvailable;
+    } else {
+        logDebug("gentl: unsupported description URL %s", url.c_str());
+        return kErrNotAvailable;
+    }
+    if (endsWith(name, ".zip"))
+        return unzip(xml);
+    // Descriptions read from registers may carry padding after the document.
+    const size_t nul = xml.find('\0');
+    if (nul != std::string::npos)
+        xml.resize(nul);
+    return kOk;
+}
+
+} // namespace
+
+} // namespace KyrCam
+
+extern "C" {
+
+static void kyr_gentl_port_init(KyrGenTLPort *port)
+{
+    port->map = nullptr;
+}
+
+static void kyr_gentl_port_class_init(KyrGenTLPortClass *klass)
+{
+    ArvDeviceClass *device = ARV_DEVICE_CLASS(klass);
+    device->read_memory = KyrCam::readMemory;
+    device->write_memory = KyrCam::writeMemory;
+    device->read_register = KyrCam::readRegister;
+    device->write_register = KyrCam::writeRegister;
+}
+
+} // extern "C"
+
+namespace KyrCam {
+
+KyrCamErr GenTLNodeMap::create(GenTLProducer &producer, PORT_HANDLE port, std::unique_ptr<GenTLNodeMap> &map) noexcept
+{
+    try {
+        std::unique_ptr<GenTLNodeMap> made(new GenTLNodeMap);
+        made->target_ = std::make_shared<Target>();
+        made->target_->fn = &producer.fn();
+        made->target_->port = port;
+        std::string xml;
+        const std::string url = portUrl(producer.fn(), port);
+        const KyrCamErr code = url.empty() ? kErrNotAvailable : fetchXml(*made, url, xml);
+        if (code != kOk)
+            return code;
+        made->port_.reset(ARV_DEVICE(g_object_new(kyr_gentl_port_get_type(), nullptr)));
+        asPort(made->port_.get())->map = made.get();
+        GObjectPtr<ArvGc> gc(arv_gc_new(made->port_.get(), xml.data(), xml.size()));
+        if (!gc || !arv_gc_get_node(gc.get(), "Root"))
+            return kErrNotAvailable;
+        arv_gc_set_range_check_policy(gc.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
+        arv_gc_set_access_check_policy(gc.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
+        made->array_ = std::make_unique<AravisParamArray>(gc.get());
+        map = std::move(made);
+        return kOk;
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
+}
+
+GenTLNodeMap::~GenTLNodeMap()
+{
+    array_.reset();
+    if (port_)
+        asPort(port_.get())->map = nullptr;
+}
+
+void GenTLNodeMap::detach() noexcept
+{
+    std::lock_guard<std::mutex> lock(target_->mutex);
+    target_->port = nullptr;
+}
+
+KyrCamErr GenTLNodeMap::read(uint64_t address, void *buffer, size_t size) noexcept
+{
+    std::lock_guard<std::mutex> lock(target_->mutex);
+    if (!target_->port)
+        return kErrIo;
+    size_t done = size;
+    const GC_ERROR code = gentlCall(target_->fn->GCReadPort, target_->port, address, buffer, &done);
+    if (code != GC_ERR_SUCCESS)
+        return gentlCode(code);
+    return done == size ? kOk : kErrIo;
+}
+
+KyrCamErr GenTLNodeMap::write(uint64_t address, const void *data, size_t size) noexcept
+{
+    std::lock_guard<std::mutex> lock(target_->mutex);
+    if (!target_->port)
+        return kErrIo;
+    size_t done = size;
+    const GC_ERROR code = gentlCall(target_->fn->GCWritePort, target_->port, address, data, &done);
+    if (code != GC_ERR_SUCCESS)
+        return gentlCode(code);
+    return done == size ? kOk : kErrIo;
+}
+
+} // namespace KyrCam

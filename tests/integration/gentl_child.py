@@ -1,0 +1,221 @@
+"""One GenTL scenario in a child process: a producer is loaded once per process
+and reads its knobs when it is loaded, so every scenario gets a fresh process,
+in a network namespace of its own (listing interfaces runs discovery). Prints
+one JSON object with what the scenario saw.
+
+Usage: gentl_child.py <scenario> <producer path> [argument]"""
+
+import json
+import sys
+import threading
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "examples"))
+from grab import BUILD, enter_private_network  # noqa: E402
+
+DEVICE_LOST = 0x8001
+
+
+def grab_interfaces(system):
+    return [(i.GetType(), i.GetDescription(), [d.GetDisplayName() for d in i.GetDeviceInfoList()])
+            for i in system.GetInterfaceList() if i.GetType() >= 3]
+
+
+def open_device(kyr, system, interface_type, index=0):
+    iface = next(i for i in system.GetInterfaceList() if i.GetType() == interface_type)
+    return kyr.PyKyrCreateDevice(iface.GetDeviceInfoList()[index])
+
+
+def pattern_ok(buffer, data):
+    width, height, frame = buffer.GetWidth(), buffer.GetHeight(), buffer.GetFrameID()
+    points = [(0, 0), (5, 7), (width - 1, height - 1), (width // 2, height // 3)]
+    return all(data[y * width + x] == (x + y + frame) & 0xFF for x, y in points)
+
+
+def scenario_interfaces(kyr, system, _):
+    iface = next(i for i in system.GetInterfaceList() if i.GetType() >= 3)
+    return {
+        "interfaces": grab_interfaces(system),
+        "constants": [iface.CameraLink, iface.CoaxPress, iface.HdSdi],
+        "port_count": iface.GetParameters().GetIntegerValue("PortCount"),
+        "last_error": system.GetLastError(),
+    }
+
+
+def scenario_register(kyr, system, extra):
+    results = []
+    for path in [extra, sys.argv[2], sys.argv[2]]:
+        ok = system.RegisterGenTLProvider(path)
+        results.append((ok, system.GetLastError()))
+    return {"results": results, "interfaces": len(grab_interfaces(system))}
+
+
+def scenario_features(kyr, system, _):
+    device = open_device(kyr, system, 4)
+    params = device.GetCameraParameters()
+    out = {
+        "set": [params.SetIntegerValue("Width", 320), params.SetIntegerValue("Height", 200)],
+        "get": [params.GetIntegerValue("Width"), params.GetIntegerValue("Height"),
+                params.GetEnumValueStr("PixelFormat")],
+        "transport": device.GetTransportParameters().GetIntegerValue("StreamCount"),
+        "readmem": [device.ReadMem(0x100, 4)[0], list(device.ReadMem(0x100, 4)[1])],
+    }
+    device.Release()
+    return out
+
+
+def start(device, count=8):
+    stream = device.GetStreamByIndex(0)
+    assert stream is not None and stream.AllocBufferQueue(count) and stream.StartAcquisition()
+    return stream
+
+
+def finish(device, stream):
+    stream.StopAcquisition(0)
+    stream.ReleaseBufferQueue()
+    stream.Release()
+    device.Release()
+
+
+def scenario_grab(kyr, system, count):
+    device = open_device(kyr, system, 4)
+    params = device.GetCameraParameters()
+    params.SetIntegerValue("Width", 640)
+    params.SetIntegerValue("Height", 480)
+    stream = start(device)
+    ids, good, incomplete, sizes = [], 0, 0, set()
+    for _ in range(int(count or 100)):
+        buffer = stream.GetBuffer(5000)
+        if buffer is None:
+            break
+        data = buffer.GetBufferPtr()
+        ids.append(buffer.GetFrameID())
+        if buffer.IsIncomplete():
+            incomplete += 1
+        elif pattern_ok(buffer, data):
+            good += 1
+        sizes.add((buffer.GetWidth(), buffer.GetHeight(), buffer.GetPixelFormat(), len(data)))
+        stream.QueueBuffer(buffer)
+    finish(device, stream)
+    return {"ids": ids, "good": good, "incomplete": incomplete, "sizes": sorted(sizes)}
+
+
+def scenario_cancel(kyr, system, _):
+    device = open_device(kyr, system, 4)
+    stream = start(device, 1)
+    held = stream.GetBuffer(5000)
+    result = {}
+    waiter = threading.Thread(target=lambda: result.update(buffer=stream.GetBuffer(60_000),
+                                                         code=stream.GetLastError()))
+    waiter.start()
+    # The one buffer is held, so the waiter can only end through a cancel;
+    # a cancel before the wait starts is lost, hence the repetition.
+    while waiter.is_alive():
+        stream.CancelBuffer()
+        waiter.join(0.05)
+    stream.QueueBuffer(held)
+    finish(device, stream)
+    return {"buffer": result["buffer"] is None, "code": result["code"]}
+
+
+def scenario_flush(kyr, system, _):
+    device = open_device(kyr, system, 4)
+    stream = start(device, 4)
+    first = stream.GetBuffer(5000).GetFrameID()
+    stream.StopAcquisition(1)
+    out = {}
+    for mode, name in [(1, "OutputDiscard"), (3, "UnqueuedToInput"), (4, "AllDiscard"), (2, "AllToInput")]:
+        out[name] = (stream.FlushBuffers(mode), stream.GetBufferQueueSize())
+    out["bad_mode"] = (stream.FlushBuffers(9), stream.GetLastError())
+    out["restart"] = stream.StartAcquisition()
+    again = stream.GetBuffer(5000)
+    out["after_restart"] = again is not None and again.GetFrameID() > first
+    finish(device, stream)
+    return out
+
+
+def scenario_config(kyr, system, path):
+    device = open_device(kyr, system, 4)
+    params = device.GetCameraParameters()
+    params.SetIntegerValue("Width", 320)
+    saved = device.SaveConfiguration(path)
+    params.SetIntegerValue("Width", 640)
+    loaded = device.LoadConfiguration(path)
+    width = params.GetIntegerValue("Width")
+    params.SetIntegerValue("Width", 512)
+    device.Release()
+    reopened = system.CreateDeviceFromConfig(path)
+    out = {"saved": saved, "loaded": loaded, "width": width,
+           "reopened": reopened.GetCameraParameters().GetIntegerValue("Width") if reopened else None}
+    if reopened:
+        reopened.Release()
+    return out
+
+
+def scenario_lost(kyr, system, _):
+    device = open_device(kyr, system, 4)
+    arrived = threading.Event()
+    events = []
+
+    def on_event(data, size, context):
+        events.append(bytes(data).decode())
+        arrived.set()
+
+    device.RegisterEvent(DEVICE_LOST, on_event)
+    stream = start(device)
+    frames = 0
+    while stream.GetBuffer(5000) is not None and frames < 1000:
+        frames += 1
+    code = stream.GetLastError()
+    assert arrived.wait(10)
+    after = [stream.GetBuffer(100) is None, device.ReadMem(0x100, 4)[0]]
+    stream.Release()
+    device.Release()
+    return {"frames": frames, "code": code, "events": events, "after": after}
+
+
+def scenario_release_waiting(kyr, system, what):
+    device = open_device(kyr, system, 4)
+    stream = start(device, 1)
+    held = stream.GetBuffer(5000)
+    result = {}
+    waiter = threading.Thread(target=lambda: result.update(buffer=stream.GetBuffer(60_000)))
+    waiter.start()
+    if what == "stream":
+        stream.Release()
+    else:
+        device.Release()
+    waiter.join(10)
+    out = {"ended": not waiter.is_alive(), "buffer": result.get("buffer") is None,
+           "after": stream.GetBuffer(10) is None, "held": held is not None}
+    if what == "stream":
+        device.Release()
+    return out
+
+
+def scenario_minimal(kyr, system, _):
+    iface = next(i for i in system.GetInterfaceList() if i.GetType() >= 3)
+    device = kyr.PyKyrCreateDevice(iface.GetDeviceInfoList()[0])
+    out = {"types": sorted({i[0] for i in grab_interfaces(system)}),
+           "names": [n for i in grab_interfaces(system) for n in i[2]],
+           "valid": device.IsValid(),
+           "camera": device.GetCameraParameters() is None,
+           "stream": device.GetStreamByIndex(0) is None}
+    device.Release()
+    return out
+
+
+def main():
+    scenario, producer = sys.argv[1], sys.argv[2]
+    extra = sys.argv[3] if len(sys.argv) > 3 else None
+    enter_private_network()
+    sys.path.insert(0, str(BUILD / "lib"))
+    import libKyrCameraGuiApiPy as kyr
+    system = kyr.PyKyrSystem()
+    if scenario != "register":
+        assert system.RegisterGenTLProvider(producer), system.GetLastError()
+    print(json.dumps(globals()["scenario_" + scenario](kyr, system, extra)))
+
+
+if __name__ == "__main__":
+    main()
