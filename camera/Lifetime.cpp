@@ -1,5 +1,7 @@
 #include "Lifetime.h"
 
+#include <algorithm>
+
 namespace KyrCamPy {
 
 Lifetime::Lifetime(const Ref &parent)
@@ -24,6 +26,12 @@ bool Lifetime::alive() const noexcept
 void Lifetime::end()
 {
     ended_ = true;
+    // A hook may release the interpreter lock; hooks added meanwhile run at
+    // once (onEnd), so none is left behind.
+    std::vector<std::shared_ptr<Hook>> hooks;
+    hooks.swap(hooks_);
+    for (const std::shared_ptr<Hook> &hook : hooks)
+        hook->ended();
     {
         std::unique_lock<std::mutex> lock(mutex_);
         if (calls_ == 0)
@@ -32,6 +40,18 @@ void Lifetime::end()
     NativeCall unlocked;
     std::unique_lock<std::mutex> lock(mutex_);
     idle_.wait(lock, [this] { return calls_ == 0; });
+}
+
+void Lifetime::onEnd(std::shared_ptr<Hook> hook)
+{
+    if (!alive()) {
+        hook->ended();
+        return;
+    }
+    hooks_.erase(std::remove_if(hooks_.begin(), hooks_.end(),
+                                [](const std::shared_ptr<Hook> &kept) { return kept->spent(); }),
+                 hooks_.end());
+    hooks_.push_back(std::move(hook));
 }
 
 void Lifetime::enter() noexcept

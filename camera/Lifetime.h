@@ -20,6 +20,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 namespace KyrCamPy {
 
@@ -28,16 +29,34 @@ class Lifetime
 public:
     using Ref = std::shared_ptr<Lifetime>;
 
+    // Work that must be done before the object goes, by something that keeps
+    // a pointer into it outside the wrappers (a window showing its features).
+    class Hook
+    {
+    public:
+        virtual ~Hook() = default;
+        // Runs in end(), under the interpreter lock, after the lifetime is
+        // marked ended.
+        virtual void ended() = 0;
+        // True once the hook has nothing left to do; such hooks are dropped.
+        virtual bool spent() const = 0;
+    };
+
     // A new lifetime, ending with `parent`'s too when there is one.
     static Ref make(const Ref &parent = nullptr);
 
     // Not ended, nor any of its parents. Under the interpreter lock.
     bool alive() const noexcept;
 
-    // Ends it, then waits (with the interpreter lock released) until the
-    // native calls running on it or on a child have returned. Under the
-    // interpreter lock; a no-op once ended.
+    // Ends it, runs its hooks, then waits (with the interpreter lock
+    // released) until the native calls running on it or on a child have
+    // returned. Under the interpreter lock. A parent ending does not run a
+    // child's hooks.
     void end();
+
+    // Has `hook` run when this lifetime ends; at once when it has ended
+    // already. Under the interpreter lock.
+    void onEnd(std::shared_ptr<Hook> hook);
 
 private:
     friend class NativeCall;
@@ -49,6 +68,7 @@ private:
 
     const Ref parent_;
     bool ended_ = false;
+    std::vector<std::shared_ptr<Hook>> hooks_;
     std::mutex mutex_;
     std::condition_variable idle_;
     int calls_ = 0;  // native calls running here or below, under mutex_

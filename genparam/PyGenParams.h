@@ -26,6 +26,7 @@ public:
 
     // The array; null once its device was released.
     KyrGenParam::Array *array() const { return array_.get(); }
+    const KyrCamPy::Lifetime::Ref &lifetime() const { return array_.lifetime(); }
 
     // The type-code and visibility names as integers, then the methods.
     Py::Object getattr(const char *name) override;

@@ -1,11 +1,16 @@
 #include "KyrCameraGuiApiPy.h"
 
 #include <display/KyrDisplay.h>
+#include <gui/KyrCameraGui.h>
 #include <image/KyrImage.h>
 
 #include "camera/Conversion.h"
 #include "camera/ErrorReport.h"
+#include "camera/Lifetime.h"
 #include "camera/PyImage.h"
+#include "genparam/PyGenParams.h"
+#include "PyGenParamView.h"
+#include "PyKyrSystemGui.h"
 
 namespace KyrGuiPy {
 
@@ -21,6 +26,11 @@ bool configurable(const KyrImage &image)
 }
 
 } // namespace
+
+Py::Object PyKyrCameraApiGui::factory_PyKyrSystem()
+{
+    return Py::asObject(new PyKyrSystemGui());
+}
 
 Py::Object PyKyrCameraApiGui::PyCreateDisplay(const Py::Tuple &args)
 {
@@ -65,6 +75,51 @@ Py::Object PyKyrCameraApiGui::PyShowImageOnDisplay(const Py::Tuple &args)
         resetDisplay_ = false;
     }
     display_->ShowImage(image);
+    return Py::None();
+}
+
+Py::Object PyKyrCameraApiGui::PyCreateGenParamTreeViewForArray(const Py::Tuple &args)
+{
+    if (args.length() < 1) {
+        KyrCamPy::reportLine("CreateGenParamTreeViewForArray not enough actual args\n");
+        return Py::None();
+    }
+    if (!KyrGenParamPy::PyGenParams::check(args[0])) {
+        KyrCamPy::reportLine("Wrong GenParams\n");
+        return Py::None();
+    }
+    const auto *params = static_cast<KyrGenParamPy::PyGenParams *>(args[0].ptr());
+    // A window handle, whatever its sign: its 64 bits as they are.
+    void *parent = args.length() >= 2 ? reinterpret_cast<void *>(uintptr_t(KyrCamPy::toUint64(args[1]))) : nullptr;
+    return Py::asObject(
+        new PyGenParamView(params->array(), params->lifetime(), L"Gen<i>Cam camera parameters", parent));
+}
+
+Py::Object PyKyrCameraApiGui::PyDestroyGenParamTreeView(const Py::Tuple &args)
+{
+    if (args.length() < 1) {
+        KyrCamPy::reportLine("DestroyGenParamTreeView not enough actual args\n");
+        return Py::False();
+    }
+    if (!PyGenParamView::check(args[0]))
+        return Py::False();
+    static_cast<PyGenParamView *>(args[0].ptr())->release();
+    return Py::True();
+}
+
+Py::Object PyKyrCameraApiGui::PyActionCamera(const Py::Tuple &args)
+{
+    const int64_t parent = args.length() >= 1 ? KyrCamPy::toInt64(args[0]) : 0;
+    KyrCam::System *system = KyrCam_GetSystem();
+    if (!system) {
+        KyrCamPy::reportLine("Wrong System\n");
+        return Py::None();
+    }
+    {
+        // Modal: returns when the user closes the dialog.
+        KyrCamPy::NativeCall call;
+        ActionCameraW(system, L"Action Camera", parent);
+    }
     return Py::None();
 }
 

@@ -40,19 +40,6 @@ def test_exactly_the_registered_functions(kyr):
         assert getattr(kyr, name).__doc__ == DOCS.get(name), name
 
 
-@pytest.mark.parametrize(
-    "name, args",
-    [
-        ("PyCreateGenParamTreeViewForArray", (None, 0)),
-        ("PyDestroyGenParamTreeView", (5,)),
-        ("PyActionCamera", ()),
-    ],
-)
-def test_gui_functions_answer_none_until_the_gui_exists(kyr, capfd, name, args):
-    assert getattr(kyr, name)(*args) is None
-    assert capfd.readouterr() == ("", "")
-
-
 def test_no_args_functions_refuse_arguments(kyr):
     with pytest.raises(TypeError):
         kyr.GetLastError(1)

@@ -217,6 +217,8 @@ public:
     explicit ScriptedArray(std::string name);
     ~ScriptedArray() override = default;
 
+    const std::string &name() const { return name_; }
+
     // The feature of that name as its kind says, made on first use; null when
     // the script does not describe it.
     Feature *feature(const std::string &name);

@@ -7,6 +7,7 @@
 #include "scripted_device_info.h"
 #include "scripted_genparam.h"
 #include "scripted_interface.h"
+#include "scripted_system.h"
 
 namespace Scripted {
 
@@ -63,6 +64,21 @@ std::string nameOf(KyrCam::DeviceInfo *info)
         return "null";
     auto *scripted = dynamic_cast<ScriptedDeviceInfo *>(info);
     return scripted ? scripted->name() : "foreign";
+}
+
+std::string nameOf(KyrGenParam::Array *array)
+{
+    if (!array)
+        return "null";
+    auto *scripted = dynamic_cast<ScriptedArray *>(array);
+    return scripted ? scripted->name() : "foreign";
+}
+
+std::string nameOf(KyrCam::System *system)
+{
+    if (!system)
+        return "null";
+    return system == &ScriptedSystem::instance() ? "system" : "foreign";
 }
 
 } // namespace Scripted

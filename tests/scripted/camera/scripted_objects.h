@@ -14,21 +14,26 @@
 //   scripted.answers("cam0", GetModel="M1", GetSerialNumber="42")
 //   scripted.parameters("cam0-camera", Category("Root", "Width"), Int("Width", 640))
 //
-// Names hold no '.', '/' or ','. Any thread.
+// Names hold no '.', '/' or ','. Any thread. The scripted GUI library uses
+// these too, so they are exported.
 #pragma once
 
 #include <string>
 
 #include <camera/KyrCamApi.h>
 
+#define KYRSCRIPTCAM_API __attribute__((visibility("default")))
+
 namespace Scripted {
 
 KyrCam::Interface *interfaceNamed(const std::string &name);
-KyrCam::DeviceInfo *deviceInfoNamed(const std::string &name);
+KYRSCRIPTCAM_API KyrCam::DeviceInfo *deviceInfoNamed(const std::string &name);
 KyrGenParam::Array *arrayNamed(const std::string &name);
 
-// The name of a scripted device info, for call logs; "foreign" for any other
-// pointer, "null" for null.
-std::string nameOf(KyrCam::DeviceInfo *info);
+// The name of a scripted object, for call logs: "system" for the system;
+// "foreign" for any other pointer, "null" for null.
+KYRSCRIPTCAM_API std::string nameOf(KyrCam::DeviceInfo *info);
+KYRSCRIPTCAM_API std::string nameOf(KyrGenParam::Array *array);
+KYRSCRIPTCAM_API std::string nameOf(KyrCam::System *system);
 
 } // namespace Scripted
