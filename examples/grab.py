@@ -38,9 +38,10 @@ WAIT_MS = 5000
 UNKNOWN_ERROR = -40001
 
 
-def enter_private_network():
+def enter_private_network(addresses=1):
     """Moves this process into a new network namespace and brings its
-    loopback up (what `unshare -n` and `ip link set lo up` do)."""
+    loopback up (what `unshare -n` and `ip link set lo up` do), with the
+    addresses 127.0.0.1 to 127.0.0.<addresses> on it, one per camera."""
     clone_newnet = 0x40000000
     libc = ctypes.CDLL(None, use_errno=True)
     if libc.unshare(clone_newnet) != 0:
@@ -50,12 +51,14 @@ def enter_private_network():
         request = struct.pack("16sH22x", b"lo", 0)
         flags = struct.unpack("16sH22x", fcntl.ioctl(sock, siocgifflags, request))[1]
         fcntl.ioctl(sock, siocsifflags, struct.pack("16sH22x", b"lo", flags | iff_up))
+    for index in range(2, addresses + 1):
+        subprocess.run(["ip", "addr", "add", f"127.0.0.{index}/8", "dev", "lo"], check=True)
 
 
 @contextlib.contextmanager
-def simulated_camera():
-    """Runs kyr-sim-camera on 127.0.0.1 for the duration of the block."""
-    camera = subprocess.Popen([str(SIM_CAMERA), "--address", "127.0.0.1", "--serial", SERIAL],
+def simulated_camera(address="127.0.0.1", serial=SERIAL):
+    """Runs kyr-sim-camera on `address` for the duration of the block."""
+    camera = subprocess.Popen([str(SIM_CAMERA), "--address", address, "--serial", serial],
                               stdout=subprocess.DEVNULL)
     try:
         yield camera
