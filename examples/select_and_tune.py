@@ -8,6 +8,9 @@ every interface; Enter or a double click chooses, Esc cancels. The tree view
 edits the camera's features while frames stream: change Width or
 PixelFormat there and the live view follows.
 
+--action opens the Action Camera dialog instead: a camera's information,
+its IP configuration, its name, a reset and its features.
+
 For tests and the screenshot script: --select-only prints "chosen <serial>"
 or "cancelled" and ends; --commands prints "ready <serial>" once the windows
 are up and then reads standard input, one command a line: "get <feature>"
@@ -56,6 +59,7 @@ def main():
     parser.add_argument("--cameras", type=int, default=2)
     parser.add_argument("--seconds", type=float, default=30.0)
     parser.add_argument("--no-rescan", action="store_true", help="open the dialog without rescanning first")
+    parser.add_argument("--action", action="store_true")
     parser.add_argument("--select-only", action="store_true")
     parser.add_argument("--commands", action="store_true")
     parser.add_argument("--private-network", action="store_true")
@@ -73,6 +77,9 @@ def main():
         if not wait_for_cameras(kyr, set(serials)):
             print("the simulated cameras were not found", file=sys.stderr)
             return 1
+        if args.action:
+            kyr.PyActionCamera()
+            return 0
         info = kyr.PyKyrSystem().SelectCamera(0, not args.no_rescan)
         if info is None:
             print("cancelled", flush=True)

@@ -330,9 +330,11 @@ void ActionPanel::openDevice()
     usePersistent_->setChecked(persistent);
     usePersistent_->setEnabled(features_ && readErr == KyrCam::kOk);
     readErr = KyrCam::kOk;
-    name_->setText(features_ ? fromLibrary(features_->GetStringValue("DeviceUserID", &readErr)) : QString());
-    name_->setEnabled(features_ && readErr == KyrCam::kOk);
-    applyName_->setEnabled(name_->isEnabled());
+    KyrGenParam::String *name = features_ ? features_->GetString("DeviceUserID", &readErr) : nullptr;
+    const bool nameWritable = name && name->IsWritable();
+    name_->setText(name ? fromLibrary(name->GetValue(&readErr)) : QString());
+    name_->setEnabled(nameWritable);
+    applyName_->setEnabled(nameWritable);
     KyrCamErr resetErr = KyrCam::kOk;
     reset_->setEnabled(features_ && features_->GetCommand("DeviceReset", &resetErr));
     parameters_->setEnabled(features_ != nullptr);
