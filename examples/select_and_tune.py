@@ -8,8 +8,9 @@ every interface; Enter or a double click chooses, Esc cancels. The tree view
 edits the camera's features while frames stream: change Width or
 PixelFormat there and the live view follows.
 
---action opens the Action Camera dialog instead: a camera's information,
-its IP configuration, its name, a reset and its features.
+--action opens the Action Camera dialog instead (a camera's information,
+its IP configuration, its name, a reset and its features), then prints
+"camera <serial> at <address>" for each camera.
 
 For tests and the screenshot script: --select-only prints "chosen <serial>"
 or "cancelled" and ends; --commands prints "ready <serial>" once the windows
@@ -79,6 +80,9 @@ def main():
             return 1
         if args.action:
             kyr.PyActionCamera()
+            for iface in kyr.PyKyrSystem().GetInterfaceList() or []:
+                for info in iface.GetDeviceInfoList() or []:
+                    print(f"camera {info.GetSerialNumber()} at {info.GetIPAddress()}", flush=True)
             return 0
         info = kyr.PyKyrSystem().SelectCamera(0, not args.no_rescan)
         if info is None:

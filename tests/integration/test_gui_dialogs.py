@@ -143,3 +143,19 @@ def test_tree_view_writes_features_refuses_bad_values_and_survives_release(examp
     assert run.ask("close") == ""
     assert run.finish() == 0
     assert screen.find(TREE_TITLE, timeout=0.5) is None
+
+
+def test_action_camera_refuses_a_bad_mask_and_changes_nothing(example, screen):
+    run = example("--cameras", "1", "--action")
+    dialog = screen.find("Action Camera", timeout=30)
+    assert dialog is not None, "the dialog did not show"
+    before = red_pixels(screen.grab(dialog))
+    # Ones after a zero: no subnet mask, though each field is a number.
+    run.keys(dialog, "alt+m", "ctrl+a")
+    run.type(dialog, "255.0.255.0")
+    run.keys(dialog, "alt+f")
+    _, shown = screen.wait_for(dialog, lambda image: red_pixels(image) > before + 20)
+    assert shown, "no reason shown for the refused mask"
+    run.keys(dialog, "Escape")
+    assert run.line() == "camera SIM0001 at 127.0.0.1"
+    assert run.finish() == 0

@@ -153,9 +153,9 @@ ActionPanel::ActionPanel(KyrCam::System *system, QDialog *dialog)
 
     auto *temporary = new QGroupBox(QStringLiteral("Temporary IP configuration (until the camera restarts)"), dialog);
     auto *temporaryForm = new QFormLayout(temporary);
-    temporaryForm->addRow(QStringLiteral("Address"), address_);
-    temporaryForm->addRow(QStringLiteral("Subnet mask"), mask_);
-    temporaryForm->addRow(QStringLiteral("Gateway"), gateway_);
+    temporaryForm->addRow(QStringLiteral("&Address"), address_);
+    temporaryForm->addRow(QStringLiteral("Subnet &mask"), mask_);
+    temporaryForm->addRow(QStringLiteral("&Gateway"), gateway_);
     temporaryForm->addRow(QString(), force_);
 
     auto *deviceForm = new QFormLayout(deviceBox_);
