@@ -7,6 +7,7 @@ import os
 import shutil
 import subprocess
 import sys
+import time
 from pathlib import Path
 
 import numpy as np
@@ -26,13 +27,14 @@ TREE_TITLE = "Gen<i>Cam camera parameters"
 
 
 class Example:
-    """examples/select_and_tune.py with the options given, talked to through
-    its standard input and output."""
+    """examples/select_and_tune.py with the options given (or another script),
+    talked to through its standard input and output."""
 
-    def __init__(self, xvfb, *options):
+    def __init__(self, xvfb, *options, script=REPO / "examples" / "select_and_tune.py"):
         self.env = {**os.environ, "DISPLAY": xvfb, "KYR_BUILD_DIR": str(BUILD)}
+        private = ["--private-network"] if script.name == "select_and_tune.py" else []
         self.process = subprocess.Popen(
-            [sys.executable, str(REPO / "examples" / "select_and_tune.py"), "--private-network", *options],
+            [sys.executable, str(script), *private, *options],
             env=self.env, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
     def line(self):
@@ -75,8 +77,8 @@ def screen(xvfb):
 def example(xvfb):
     started = []
 
-    def start(*options):
-        started.append(Example(xvfb, *options))
+    def start(*options, **script):
+        started.append(Example(xvfb, *options, **script))
         return started[-1]
 
     yield start
@@ -159,3 +161,40 @@ def test_action_camera_refuses_a_bad_mask_and_changes_nothing(example, screen):
     run.keys(dialog, "Escape")
     assert run.line() == "camera SIM0001 at 127.0.0.1"
     assert run.finish() == 0
+
+
+CHILD = Path(__file__).resolve().parent / "gui_child.py"
+
+
+def test_other_threads_run_while_a_dialog_is_open(example, screen):
+    run = example("dialog-threads", script=CHILD)
+    dialog = screen.find("Select Camera", timeout=30)
+    assert dialog is not None
+    first = int(run.ask("ping").split()[1])
+    second = int(run.ask("ping").split()[1])
+    assert second >= first and screen.find("Select Camera", timeout=0.5) is not None
+    # A thread that needs the interpreter lock keeps counting meanwhile.
+    deadline = time.monotonic() + 10
+    while int(run.ask("ping").split()[1]) < first + 50 and time.monotonic() < deadline:
+        pass
+    assert int(run.ask("ping").split()[1]) >= first + 50, "other threads stood still under the dialog"
+    run.keys(dialog, "Escape")
+    assert run.line() == "closed"
+    assert run.finish() == 0
+
+
+def test_tree_view_over_a_lost_camera_says_so_and_survives_its_release(example, screen):
+    run = example("tree-lost", script=CHILD)
+    assert run.line() == "ready"
+    tree = screen.find(TREE_TITLE, timeout=15)
+    assert tree is not None
+    assert red_pixels(screen.grab(tree)) == 0
+    assert run.ask("lose") == "lost"
+    _, shown = screen.wait_for(tree, lambda image: red_pixels(image) > 20, timeout=30)
+    assert shown, "the view does not show that the camera stopped answering"
+    assert run.ask("release") == "released"
+    _, emptied = screen.wait_for(tree, lambda image: red_pixels(image) == 0, timeout=30)
+    assert emptied
+    assert run.ask("close") == "destroyed True"
+    assert run.finish() == 0
+    assert screen.find(TREE_TITLE, timeout=0.5) is None

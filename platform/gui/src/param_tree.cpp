@@ -111,7 +111,7 @@ ParamTreeWindow::ParamTreeWindow(std::shared_ptr<ArrayAccess> access, const QStr
     connect(tree_, &QTreeWidget::itemExpanded, this, [this] { refresh(); });
     connect(resume_, &QPushButton::clicked, this, [this] {
         resume_->hide();
-        status_->clear();
+        showStatus(QString(), false);
         refresh_->start(kRefreshMs);
         refresh();
     });
@@ -131,7 +131,7 @@ void ParamTreeWindow::build(KyrGenParam::Array *array)
     KyrCamErr err = KyrCam::kOk;
     KyrGenParam::Category *root = array->GetRootCategory(&err);
     if (!root) {
-        status_->setText(QStringLiteral("No feature tree: %1").arg(errorText(err)));
+        showStatus(QStringLiteral("No feature tree: %1").arg(errorText(err)), true);
         return;
     }
     addCategory(tree_->invisibleRootItem(), root, 0);
@@ -242,7 +242,7 @@ void ParamTreeWindow::report(FeatureEditor *editor, int32_t code, const QString 
         // the GUI thread waiting on each feature in turn.
         refresh_->stop();
         resume_->show();
-        status_->setText(QStringLiteral("The device does not answer (%1); refreshing stopped.").arg(text));
+        showStatus(QStringLiteral("The device does not answer (%1); refreshing stopped.").arg(text), true);
     }
     if (write) {
         if (!message) {
@@ -252,8 +252,14 @@ void ParamTreeWindow::report(FeatureEditor *editor, int32_t code, const QString 
         }
         message->setText(text);
         message->setToolTip(text);
-        status_->setText(QStringLiteral("%1 refused: %2").arg(editor->name(), text));
+        showStatus(QStringLiteral("%1 refused: %2").arg(editor->name(), text), true);
     }
+}
+
+void ParamTreeWindow::showStatus(const QString &text, bool failure)
+{
+    status_->setStyleSheet(failure ? QStringLiteral("color: #c00000;") : QString());
+    status_->setText(text);
 }
 
 void ParamTreeWindow::showCleared()
@@ -264,7 +270,7 @@ void ParamTreeWindow::showCleared()
     tree_->clear();
     visibility_->setEnabled(false);
     filter_->setEnabled(false);
-    status_->setText(QStringLiteral("The features are gone: their device was released."));
+    showStatus(QStringLiteral("The features are gone: their device was released."), false);
 }
 
 void ParamTreeWindow::showEvent(QShowEvent *event)

@@ -81,6 +81,8 @@ private:
     // What a feature call answered: a refused write inline on its row, a
     // device that stopped answering in the status line (refreshing stops).
     void report(FeatureEditor *editor, int32_t code, const QString &why, bool write);
+    // The status line under the tree; failures in red.
+    void showStatus(const QString &text, bool failure);
 
     std::shared_ptr<ArrayAccess> access_;
     QComboBox *visibility_;
