@@ -25,14 +25,6 @@ public:
             spent_ = true;
     }
 
-    void clear()
-    {
-        KyrCamPy::NativeCall unlocked;
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (view_)
-            view_->ClearParams();
-    }
-
     void destroy()
     {
         KyrCamPy::NativeCall unlocked;
@@ -43,6 +35,7 @@ public:
         spent_ = true;
     }
 
+    // Empties the view before the array goes.
     void ended() override
     {
         KyrCamPy::NativeCall unlocked;
@@ -71,11 +64,6 @@ PyGenParamView::PyGenParamView(KyrGenParam::Array *array, const KyrCamPy::Lifeti
     if (arrayLifetime)
         arrayLifetime->onEnd(slot_);
     slot_->open(array, arrayLifetime, title, parent);
-}
-
-void PyGenParamView::clearParams()
-{
-    slot_->clear();
 }
 
 void PyGenParamView::release()

@@ -27,8 +27,6 @@ public:
     PyGenParamView(KyrGenParam::Array *array, const KyrCamPy::Lifetime::Ref &arrayLifetime, const wchar_t *title,
                    void *parent);
 
-    // Empties the view; nothing once it is destroyed.
-    void clearParams();
     // Destroys the view once; later calls do nothing.
     void release();
 
