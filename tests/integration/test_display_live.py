@@ -1,7 +1,8 @@
-"""Frames of the simulated camera on screen: the display library in a plain
-script (a window of its own, drawn from the library's GUI thread) and
-embedded in a PyQt6 widget, under Xvfb, checked against the camera's pattern
-pixel by pixel. Each case runs an example in a network namespace of its own."""
+"""Frames on screen under Xvfb, checked pixel by pixel: the simulated camera's
+frames through the module in a plain script (a window of its own, drawn from
+the library's GUI thread) and embedded in a PyQt6 widget, each example in a
+network namespace of its own; and frames made here, in every pixel format,
+shown by the display library driven through ctypes (kyrdisplay.py)."""
 
 import os
 import re
@@ -17,7 +18,8 @@ sys.path.insert(0, str(Path(__file__).resolve().parent))
 from kyrbuild import BUILD, REPO  # noqa: E402
 from xscreen import DISPLAY_TITLE, Screen  # noqa: E402
 
-pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="a private network namespace needs root")
+HERE = Path(__file__).resolve().parent
+needs_root = pytest.mark.skipif(os.geteuid() != 0, reason="a private network namespace needs root")
 
 WIDTH, HEIGHT = 320, 240
 
@@ -83,6 +85,7 @@ def matches(reference, tolerance=0, border=0):
 
 
 # Demosaicing fills the edge pixels its own way; the reference's edges differ.
+@needs_root
 @pytest.mark.parametrize("pixel_format, tolerance, border", [
     ("Mono8", 0, 0), ("Mono12", 0, 0), ("Mono12Packed", 0, 0), ("RGB8", 0, 0), ("BayerRG8", 1, 1),
 ])
@@ -99,6 +102,7 @@ def test_own_window_shows_the_frame_at_its_size(xvfb, screen, pixel_format, tole
         held.close()
 
 
+@needs_root
 def test_embedded_in_a_pyqt_widget_letterboxed(xvfb, screen):
     pytest.importorskip("PyQt6")
     view_width, view_height = 400, 200
@@ -131,3 +135,79 @@ def test_without_x_display_create_display_fails_and_the_module_works():
     assert run.returncode == 0, run.stderr
     assert run.stdout.splitlines() == ["False GenICam: Unknown parameter", "True"]
     assert run.stderr == "Wrong display\nWrong image\n"
+
+
+class Shown:
+    """kyrdisplay.py in a process of its own: a display showing the frames
+    handed to it."""
+
+    def __init__(self, xvfb, folder):
+        env = {**os.environ, "DISPLAY": xvfb, "KYR_BUILD_DIR": str(BUILD)}
+        self.folder = folder
+        self.process = subprocess.Popen([sys.executable, str(HERE / "kyrdisplay.py")], env=env,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        assert self.answer()[0] == 0
+
+    def answer(self):
+        code, drawn = self.process.stdout.readline().split()
+        return int(code), int(drawn)
+
+    def send(self, verb, code, width, height, data):
+        path = self.folder / "frame.raw"
+        path.write_bytes(bytes(data))
+        self.process.stdin.write(f"{verb} {code:#x} {width} {height} {path}\n")
+        self.process.stdin.flush()
+        return self.answer()
+
+    def close(self):
+        self.process.stdin.close()
+        assert self.process.wait(timeout=30) == 0
+
+
+@pytest.fixture
+def shown(xvfb, tmp_path):
+    made = []
+
+    def make():
+        made.append(Shown(xvfb, tmp_path))
+        return made[-1]
+    yield make
+    for each in made:
+        each.close()
+
+
+def pattern(width, height, bits, offset=0):
+    """The test pattern x + y + offset in `bits` bits, one sample a pixel."""
+    y, x = np.mgrid[0:height, 0:width].astype(np.int64)
+    return (x + y + offset) & ((1 << bits) - 1)
+
+
+def nearest(size, drawn):
+    """The source index under each of `drawn` target pixels' centres."""
+    return ((2 * np.arange(drawn) + 1) * size) // (2 * drawn)
+
+
+# A Bayer frame drawn at most 3/4 of its size takes each pixel from one 2x2
+# cell: red, the mean of the greens, blue. `red` is the red sample's (line,
+# column) in the cell; blue is across from it.
+@pytest.mark.parametrize("name, code, bits, red", [
+    ("BayerRG8", 0x0308010E, 8, (0, 0)), ("BayerGB8", 0x0308010F, 8, (1, 0)),
+    ("BayerBG12", 0x03100318, 12, (1, 1)), ("BayerGR16", 0x0310052D, 16, (0, 1)),
+])
+def test_smaller_window_draws_bayer_cells(shown, screen, name, code, bits, red):
+    width, height, drawn_width, drawn_height = 480, 360, 160, 120
+    display = shown()
+    # A frame of the window's size configures it; the frame shown is larger.
+    assert display.send("configure", code, drawn_width, drawn_height, b"")[0] == 0
+    samples = pattern(width, height, bits, offset=3 * bits)
+    data = samples.astype(np.uint8 if bits == 8 else "<u2").tobytes()
+    assert display.send("show", code, width, height, data)[0] == 0
+    eight = np.minimum(samples >> (bits - 8), 255)
+    rows, columns = 2 * nearest(height // 2, drawn_height), 2 * nearest(width // 2, drawn_width)
+    (ry, rx), (by, bx) = red, (1 - red[0], 1 - red[1])
+    at = lambda dy, dx: eight[rows + dy][:, columns + dx]  # noqa: E731
+    reference = np.stack([at(ry, rx), (at(ry, bx) + at(by, rx) + 1) // 2, at(by, bx)], axis=-1)
+    window = screen.find(DISPLAY_TITLE)
+    image, ok = screen.wait_for(window, matches(reference.astype(np.int16)))
+    assert image.size == (drawn_width, drawn_height)
+    assert ok

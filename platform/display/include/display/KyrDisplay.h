@@ -25,6 +25,13 @@ constexpr int32_t kKyrDisplayErrInvalidState = -40051;    // already shown, or n
 // (demosaiced), RGB8, BGR8, RGBa8, BGRa8 (alpha ignored), and YUV422_8_UYVY,
 // YUV422_8, YUV422_10, YUV444_8 and YCbCr422_8 (full-range BT.601). Any other
 // type is refused with kKyrDisplayErrInvalidParameter and never drawn.
+//
+// Frames are scaled to the window by nearest sample, and only the frame drawn
+// is converted: one replaced before the GUI thread got to it costs its copy
+// alone. A Bayer frame drawn at its size or near it is demosaiced whole by
+// libKyrDemosaicing; one drawn at most 3/4 of its size in both directions
+// shows each 2x2 cell of the mosaic as one colour (red, the mean of the
+// greens, blue), sampled from the cells as other frames are from pixels.
 class KYRDISPLAY_API KyrDisplay
 {
 public:
