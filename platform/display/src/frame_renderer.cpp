@@ -12,7 +12,7 @@ namespace {
 
 // How a sampler reads an image: 8-bit or 16-bit samples (the latter cut to
 // their top eight significant bits), and their order in a pixel.
-enum class Sampled { None, Grey, Grey16, Rgb, Bgr, Rgba, Bgra, Yuyv, Uyvy, Yuyv16, Yuva, Bayer, Bayer16 };
+enum class Sampled { None, Grey, Grey16, Rgb, Bgr, Rgba, Bgra, Rgb16, Bgr16, Yuyv, Uyvy, Yuyv16, Yuva, Bayer, Bayer16 };
 
 Sampled sampledKind(uint32_t code) noexcept
 {
@@ -26,6 +26,14 @@ Sampled sampledKind(uint32_t code) noexcept
     case kKyrPixelBGR8: return Sampled::Bgr;
     case kKyrPixelRGBa8: return Sampled::Rgba;
     case kKyrPixelBGRa8: return Sampled::Bgra;
+    case kKyrPixelRGB10:
+    case kKyrPixelRGB12:
+    case kKyrPixelRGB14:
+    case kKyrPixelRGB16: return Sampled::Rgb16;
+    case kKyrPixelBGR10:
+    case kKyrPixelBGR12:
+    case kKyrPixelBGR14:
+    case kKyrPixelBGR16: return Sampled::Bgr16;
     case kKyrPixelYUV422_8:
     case kKyrPixelYCbCr422_8: return Sampled::Yuyv;
     case kKyrPixelYUV422_8_UYVY: return Sampled::Uyvy;
@@ -50,10 +58,26 @@ uint32_t bayerTile(uint32_t code) noexcept
     return (KyrPixelRowOf(code) - KyrPixelRowOf(kKyrPixelBayerGR8)) % 4;
 }
 
-// The type the unpacker makes of a packed type, or 0.
+// The type the unpacker makes of a packed type, or 0: the GigE Vision
+// "Packed" types, the PFNC "p" ones and YUV422_10_PACKED.
 uint32_t unpackedTypeOf(uint32_t code) noexcept
 {
-    return KyrUnpackedTypeOf(code);
+    if (const uint32_t unpacked = KyrUnpackedTypeOf(code))
+        return unpacked;
+    if (code == kKyrPixelYUV422_10_PACKED)
+        return kKyrPixelYUV422_10;
+    constexpr uint32_t kPfnc = 2;
+    if (KyrPixelPackingOf(code) != kPfnc)
+        return 0;
+    const uint32_t depth = KyrPixelBitDepthOf(code);
+    if (KyrPixelClassOf(code) == kKyrPixelClassMono)
+        return depth == 10 ? uint32_t(kKyrPixelMono10) : depth == 12 ? uint32_t(kKyrPixelMono12) : 0;
+    if (KyrPixelClassOf(code) != kKyrPixelClassBayer)
+        return 0;
+    // The 10p and 12p rows alternate with the "Packed" ones, tile by tile
+    // from GR10p; 12p starts after the eight 10-bit rows.
+    const uint32_t tile = (KyrPixelRowOf(code) - KyrPixelRowOf(kKyrPixelBayerGR10p)) / 2 % 4;
+    return depth == 10 ? kKyrPixelBayerGR10 + tile : depth == 12 ? kKyrPixelBayerGR12 + tile : 0;
 }
 
 uint64_t lineBytesOf(uint32_t code, uint32_t width) noexcept
@@ -87,7 +111,7 @@ inline QRgb yuvToRgb(int y, int u, int v) noexcept
     u -= 128;
     v -= 128;
     const int r = y + ((91881 * v + 32768) >> 16);
-    const int g = y - ((22554 * u + 46802 * v - 32768) >> 16);
+    const int g = y - ((22554 * u + 46802 * v + 32768) >> 16);
     const int b = y + ((116130 * u + 32768) >> 16);
     return qRgb(clamp8(r), clamp8(g), clamp8(b));
 }
@@ -116,6 +140,15 @@ void sampleLine(Sampled kind, const uint8_t *in, uint64_t lineBytes, uint32_t sh
         for (size_t i = 0; i < count; ++i) {
             const uint8_t *p = in + uint64_t(columns[i]) * step;
             out[i] = qRgb(p[red], p[1], p[2 - red]);
+        }
+        break;
+    }
+    case Sampled::Rgb16:
+    case Sampled::Bgr16: {
+        const uint32_t red = kind == Sampled::Rgb16 ? 0 : 4;
+        for (size_t i = 0; i < count; ++i) {
+            const uint8_t *p = in + uint64_t(columns[i]) * 6;
+            out[i] = qRgb(int(deep(p + red, shift)), int(deep(p + 2, shift)), int(deep(p + 4 - red, shift)));
         }
         break;
     }
@@ -203,7 +236,11 @@ int32_t Frame::assign(const KyrImage &source) noexcept
         return kKyrDisplayErrInvalidParameter;
     const uint64_t line = lineBytesOf(code, source.width);
     const uint64_t stride = source.stride ? source.stride : line;
-    const uint64_t bytesNeeded = stride * (source.height - 1) + line;
+    // Unpadded lines of packed pixels are one run that may start a line
+    // inside a byte (how cameras send them): the frame needs only its bits.
+    const uint64_t bytesNeeded = stride == line
+        ? (uint64_t(source.width) * source.height * KyrPixelBitsOf(code) + 7) / 8
+        : stride * (source.height - 1) + line;
     if (stride < line || source.size < bytesNeeded)
         return kKyrDisplayErrInvalidParameter;
     try {
