@@ -102,6 +102,22 @@ def test_own_window_shows_the_frame_at_its_size(xvfb, screen, pixel_format, tole
         held.close()
 
 
+def letterboxed(frame, width, height):
+    """What a window of width x height shows of `frame`: the frame scaled to
+    fit, aspect kept (Qt's rounding), centred on black, each screen pixel the
+    frame pixel under its centre."""
+    frame_height, frame_width = frame.shape[:2]
+    drawn_width, drawn_height = height * frame_width // frame_height, height
+    if drawn_width > width:
+        drawn_width, drawn_height = width, width * frame_height // frame_width
+    drawn_width, drawn_height = max(drawn_width, 1), max(drawn_height, 1)
+    left, top = (width - drawn_width) // 2, (height - drawn_height) // 2
+    shown = np.zeros((height, width, 3), np.int16)
+    shown[top:top + drawn_height, left:left + drawn_width] = \
+        frame[nearest(frame_height, drawn_height)][:, nearest(frame_width, drawn_width)]
+    return shown
+
+
 @needs_root
 def test_embedded_in_a_pyqt_widget_letterboxed(xvfb, screen):
     pytest.importorskip("PyQt6")
@@ -109,15 +125,8 @@ def test_embedded_in_a_pyqt_widget_letterboxed(xvfb, screen):
     held = Held(xvfb, "qt_viewer.py", "--pixel-format", "Mono8", "--view-size", f"{view_width}x{view_height}")
     try:
         view = screen.display.create_resource_object("window", held.view)
-        # Scaled to the view's height, centred, black bars left and right;
-        # each screen pixel shows the frame pixel under its centre.
-        fitted = view_height * WIDTH // HEIGHT
-        left = (view_width - fitted) // 2
-        frame = expected_rgb("Mono8", held.frame)
-        columns = ((2 * np.arange(fitted) + 1) * WIDTH) // (2 * fitted)
-        rows = ((2 * np.arange(view_height) + 1) * HEIGHT) // (2 * view_height)
-        reference = np.zeros((view_height, view_width, 3), np.int16)
-        reference[:, left:left + fitted] = frame[rows][:, columns]
+        # Scaled to the view's height, centred, black bars left and right.
+        reference = letterboxed(expected_rgb("Mono8", held.frame), view_width, view_height)
         image, ok = screen.wait_for(view, matches(reference))
         assert image.size == (view_width, view_height)
         assert ok
@@ -296,3 +305,50 @@ def test_formats_without_a_picture_are_refused(shown, code):
     code_shown, drawn = display.send("show", code, 8, 8, bytes(8 * 8 * 8))
     assert code_shown == -1009
     assert display.send("show", 0x01080101, 8, 8, bytes(64)) == (0, drawn + 1)
+
+
+def one_line_of_the_pattern(width, height, frame_width):
+    """Whether a window shows a frame one line high, frame_width wide, of the
+    camera's pattern (any frame id): one line across its middle, black above
+    and below."""
+    middle = (height - 1) // 2
+    columns = nearest(frame_width, width)
+
+    def check(image):
+        shown = np.asarray(image, dtype=np.int64)
+        line = shown[middle, :, 0]
+        frame = (line[0] - columns[0]) % 256
+        rest = np.delete(shown, middle, axis=0)
+        return (shown.shape[:2] == (height, width) and not rest.any() and
+                (line == (columns + frame) % 256).all() and (shown[middle] == line[:, None]).all())
+    return check
+
+
+@needs_root
+def test_reset_reconfigures_for_the_next_frame_in_bounds(xvfb, screen):
+    # The window's size after each frame: the first frame sizes it; after a
+    # reset, a frame wider than 20480 is drawn in the window as it is, and the
+    # next one in bounds sizes it; later ones do not.
+    steps = ["320x240", "160x120", "reset", "20481x1", "200x100", "160x120"]
+    windows = [(320, 240), (320, 240), (320, 240), (200, 100), (200, 100)]
+    env = {**os.environ, "DISPLAY": xvfb, "KYR_BUILD_DIR": str(BUILD)}
+    child = subprocess.Popen([sys.executable, str(HERE / "display_reset_child.py"), *steps], env=env,
+                             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    try:
+        window = None
+        for width, height in windows:
+            _, frame, size = child.stdout.readline().split()
+            frame_width, frame_height = map(int, size.split("x"))
+            window = window or screen.find(DISPLAY_TITLE)
+            if frame_width > 20480:
+                check = one_line_of_the_pattern(width, height, frame_width)
+            else:
+                frame_rgb = expected_rgb("Mono8", int(frame), frame_width, frame_height)
+                check = matches(letterboxed(frame_rgb, width, height))
+            image, ok = screen.wait_for(window, check)
+            assert (size, image.size, ok) == (size, (width, height), True)
+            child.stdin.write("\n")
+            child.stdin.flush()
+    finally:
+        child.stdin.close()
+        assert child.wait(timeout=60) == 0
