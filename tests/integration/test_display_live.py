@@ -352,3 +352,27 @@ def test_reset_reconfigures_for_the_next_frame_in_bounds(xvfb, screen):
     finally:
         child.stdin.close()
         assert child.wait(timeout=60) == 0
+
+
+@needs_root
+def test_embedded_in_a_foreign_window_follows_its_size(xvfb, screen):
+    # This process owns the window (another X client than the display's) and
+    # resizes it; the display follows each size, the frame letterboxed.
+    sizes = [(400, 200), (200, 300), (640, 480)]
+    from Xlib import X
+    window = screen.root.create_window(0, 0, *sizes[0], 0, X.CopyFromParent, X.InputOutput, X.CopyFromParent,
+                                       background_pixel=screen.display.screen().white_pixel)
+    window.map()
+    screen.display.sync()
+    held = Held(xvfb, "live_view.py", "--pixel-format", "Mono8", "--window", hex(window.id))
+    try:
+        frame = expected_rgb("Mono8", held.frame)
+        for width, height in sizes:
+            window.configure(width=width, height=height)
+            screen.display.sync()
+            image, ok = screen.wait_for(window, matches(letterboxed(frame, width, height)))
+            assert (image.size, ok) == ((width, height), True)
+    finally:
+        held.close()
+        window.destroy()
+        screen.display.sync()
