@@ -53,8 +53,10 @@ void FrameSlot::recycle(std::unique_ptr<Frame> frame)
         spare_ = std::move(frame);
 }
 
-// Follows the size of a window of another X client: its ConfigureNotify
-// events, selected on the application's connection.
+// Follows the size of a window of another X client, which Qt does not track
+// (a foreign QWindow reports no size): its size when the filter is made, then
+// its ConfigureNotify events, selected on the application's connection first
+// so that no change falls between the two.
 class DisplayWidget::ForeignResizeFilter final : public QAbstractNativeEventFilter
 {
 public:
@@ -70,8 +72,12 @@ public:
         const uint32_t mask = (attributes ? attributes->your_event_mask : 0) | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
         std::free(attributes);
         xcb_change_window_attributes(connection, window, XCB_CW_EVENT_MASK, &mask);
-        xcb_flush(connection);
         QCoreApplication::instance()->installNativeEventFilter(this);
+        xcb_get_geometry_reply_t *geometry =
+            xcb_get_geometry_reply(connection, xcb_get_geometry(connection, window), nullptr);
+        if (geometry)
+            widget_->setGeometry(0, 0, geometry->width, geometry->height);
+        std::free(geometry);
     }
 
     ~ForeignResizeFilter() override
@@ -123,15 +129,15 @@ void DisplayWidget::embedIn(QWindow *parent, bool foreign)
     windowHandle()->setParent(parent);
     if (foreign) {
         foreignFilter_ = std::make_unique<ForeignResizeFilter>(this, xcb_window_t(parent->winId()));
-    } else {
-        parent->installEventFilter(this);
-        // When the parent goes first, it would take the widget's window along.
-        connect(parent, &QObject::destroyed, this, [this] {
-            if (windowHandle())
-                windowHandle()->setParent(nullptr);
-            hide();
-        });
+        return;
     }
+    parent->installEventFilter(this);
+    // When the parent goes first, it would take the widget's window along.
+    connect(parent, &QObject::destroyed, this, [this] {
+        if (windowHandle())
+            windowHandle()->setParent(nullptr);
+        hide();
+    });
     setGeometry(0, 0, parent->width(), parent->height());
 }
 

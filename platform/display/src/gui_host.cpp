@@ -34,7 +34,10 @@ public:
             thread_.detach();
             return;
         }
-        QMetaObject::invokeMethod(app_, [] { QCoreApplication::quit(); }, Qt::QueuedConnection);
+        // exit() rather than quit(): Qt 6's quit() first asks the windows to
+        // close and may give up; with a display embedded in another client's
+        // window the loop never ended and the join hung.
+        QMetaObject::invokeMethod(app_, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
         thread_.join();
     }
 

@@ -29,6 +29,7 @@ struct Packing {
     bool pfnc;          // "p" layout rather than GigE Vision "Packed"
     uint32_t group;     // pixels that end on a whole byte
     uint32_t groupBytes;
+    uint32_t samples = 1;  // samples a pixel (YUV 4:2:2: Y and U, or Y and V)
 };
 
 Packing packingOf(uint32_t code) noexcept
@@ -46,6 +47,7 @@ Packing packingOf(uint32_t code) noexcept
     case kKyrPixelBayerRG12p: return { kKyrPixelBayerRG12, true, 2, 3 };
     case kKyrPixelBayerGB12p: return { kKyrPixelBayerGB12, true, 2, 3 };
     case kKyrPixelBayerBG12p: return { kKyrPixelBayerBG12, true, 2, 3 };
+    case kKyrPixelYUV422_10_PACKED: return { kKyrPixelYUV422_10, true, 2, 5, 2 };
     default: return { 0, false, 0, 0 };
     }
 }
@@ -56,11 +58,11 @@ void unpackRun(const Packing &packing, const uint8_t *in, uint16_t *out, uint64_
     while (count > 0) {
         const uint64_t run = count < kMaxRun ? count : kMaxRun;
         if (packing.pfnc)
-            unpackPfncRun(in, out, run, bits);
+            unpackPfncRun(in, out, run * packing.samples, bits);
         else
             unpackLine(in, out, uint32_t(run), bits);
         in += run / packing.group * packing.groupBytes;
-        out += run;
+        out += run * packing.samples;
         count -= run;
     }
 }
@@ -109,7 +111,7 @@ KyrImageStatus KyrImageUnpacker_Unpack(KyrImageUnpacker *unpacker, const KyrImag
     const uint32_t h = uint32_t(height);
     const uint64_t packedLine = lineBytes(source->pixelType, w);
     const uint64_t pixels = uint64_t(w) * h;
-    const uint64_t targetLine = uint64_t(w) * 2;
+    const uint64_t targetLine = uint64_t(w) * 2 * packing.samples;
     const bool wholeFrame = source->stride == 0 || source->stride == packedLine;
     const uint64_t frameBytes = (pixels * KyrPixelBitsOf(source->pixelType) + 7) / 8;
     const bool fits = wholeFrame ? pixels == 0 || (source->data && source->size >= frameBytes)
@@ -125,13 +127,14 @@ KyrImageStatus KyrImageUnpacker_Unpack(KyrImageUnpacker *unpacker, const KyrImag
     forEachSlice(h, sliceCount(h, targetLine * h), [&](uint32_t, uint32_t first, uint32_t end) {
         if (!wholeFrame) {
             for (uint32_t y = first; y < end; ++y)
-                unpackRun(packing, in + y * source->stride, out + uint64_t(y) * w, w, bits);
+                unpackRun(packing, in + y * source->stride, out + uint64_t(y) * w * packing.samples, w, bits);
             return;
         }
         // Slices start on whole byte groups; the last takes the rest.
         const uint64_t from = uint64_t(first) * w / packing.group * packing.group;
         const uint64_t to = end == h ? pixels : uint64_t(end) * w / packing.group * packing.group;
-        unpackRun(packing, in + from / packing.group * packing.groupBytes, out + from, to - from, bits);
+        unpackRun(packing, in + from / packing.group * packing.groupBytes, out + from * packing.samples, to - from,
+                  bits);
     });
     return kKyrImageOk;
 }

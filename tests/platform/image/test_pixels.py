@@ -9,8 +9,8 @@ import pytest
 
 from kyrimage import (BAYER8, BAYER10, BAYER10_PACKED, BAYER10P, BAYER12, BAYER12_PACKED, BAYER12P, BGR8,
                       ERR_INVALID_ARGUMENT, ERR_SIZE_MISMATCH, ERR_UNSUPPORTED_PIXEL_TYPE, MONO8, MONO10,
-                      MONO10_PACKED, MONO10P, MONO12, MONO12_PACKED, MONO12P, OK, RGB8, YUV422_8, KyrImage, image_of,
-                      pixels_of)
+                      MONO10_PACKED, MONO10P, MONO12, MONO12_PACKED, MONO12P, OK, RGB8, YUV422_8, YUV422_10,
+                      YUV422_10_PACKED, KyrImage, image_of, pixels_of)
 
 RNG = np.random.default_rng(7)
 
@@ -93,6 +93,28 @@ def test_unpack_reads_padded_lines_each_on_its_own(libs, unpacker, source_code, 
         # One byte short of the last line.
         assert libs.KyrImageUnpacker_Unpack(handle, frame_image(data[:-padding - 1], source_code, width, height,
                                                                 stride), target) == ERR_SIZE_MISMATCH
+    finally:
+        libs.release_image(target)
+
+
+@pytest.mark.parametrize("width, height, stride", [(2, 1, 0), (3, 5, 0), (641, 9, 0), (641, 9, 1603), (6, 3, 20)])
+def test_unpack_yuv422_10_packed_keeps_its_samples_in_order(libs, unpacker, width, height, stride):
+    # Y U Y V samples of 10 bits one after another: two pixels in five bytes,
+    # the frame as one run or (a stride over the line's bytes) line by line.
+    handle, params = unpacker
+    samples = RNG.integers(0, 1 << 10, (height, 2 * width), dtype=np.uint16)
+    if stride > (width * 20 + 7) // 8:
+        data = b"".join(pack_pfnc(line, 10).ljust(stride, b"\xee") for line in samples)
+    else:
+        data = pack_pfnc(samples, 10)
+    params.set_int("width", width)
+    params.set_int("height", height)
+    code, target = libs.create_image(width, height, YUV422_10)
+    try:
+        assert libs.KyrImageUnpacker_Unpack(handle, frame_image(data, YUV422_10_PACKED, width, height, stride),
+                                            target) == OK
+        assert target.stride == 4 * width
+        np.testing.assert_array_equal(pixels_of(target, np.uint16, 2), samples.reshape(height, width, 2))
     finally:
         libs.release_image(target)
 

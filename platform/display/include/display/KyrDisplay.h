@@ -20,11 +20,21 @@ constexpr int32_t kKyrDisplayErrInvalidState = -40051;    // already shown, or n
 // thread (a Qt application's, or one the library starts on first use when the
 // process has none; see KyrGuiHost.h).
 //
-// Pixel types shown: Mono8 to Mono16 (scaled by the type's bit depth),
-// Mono10Packed and Mono12Packed, Bayer 8 to 16 bits and the packed Bayer types
-// (demosaiced), RGB8, BGR8, RGBa8, BGRa8 (alpha ignored), and YUV422_8_UYVY,
-// YUV422_8, YUV422_10, YUV444_8 and YCbCr422_8 (full-range BT.601). Any other
-// type is refused with kKyrDisplayErrInvalidParameter and never drawn.
+// Pixel types shown: Mono8 to Mono16 (the top eight bits of the type's bit
+// depth), Mono10Packed, Mono12Packed, Mono10p and Mono12p (unpacked by
+// libKyrImageUnpacker), Bayer 8 to 16 bits and the packed and "p" Bayer types
+// (demosaiced), RGB8, BGR8, RGBa8, BGRa8 (alpha ignored), RGB10 to RGB16 and
+// BGR10 to BGR16, and YUV422_8_UYVY, YUV422_8, YUV422_10, YUV422_10_PACKED,
+// YUV444_8 and YCbCr422_8 (full-range BT.601). The other types of the table
+// (the FLEx packings and TrueSense mosaics, whose layouts the image libraries
+// do not read) are refused with kKyrDisplayErrInvalidParameter, never drawn.
+//
+// Frames are scaled to the window by nearest sample, and only the frame drawn
+// is converted: one replaced before the GUI thread got to it costs its copy
+// alone. A Bayer frame drawn at its size or near it is demosaiced whole by
+// libKyrDemosaicing; one drawn at most 3/4 of its size in both directions
+// shows each 2x2 cell of the mosaic as one colour (red, the mean of the
+// greens, blue), sampled from the cells as other frames are from pixels.
 class KYRDISPLAY_API KyrDisplay
 {
 public:

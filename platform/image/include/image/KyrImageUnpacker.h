@@ -25,7 +25,9 @@ KYRIMAGE_API KyrImageParams *KyrImageUnpacker_GetComponent(KyrImageUnpacker *unp
 // the parameters. Sources: the GigE Vision "Packed" layouts (Mono10Packed,
 // Mono12Packed, the packed Bayer types: two pixels in three bytes) and the
 // PFNC "p" ones (Mono10p, Mono12p, the Bayer 10p and 12p types: pixels one
-// after another, least significant bit first).
+// after another, least significant bit first), and YUV422_10_PACKED into
+// YUV422_10 (its 10-bit samples Y0 U Y1 V one after another the same way,
+// two pixels in five bytes).
 //
 // A camera packs the whole frame as one run of pixels, so a line may start in
 // the middle of a byte group: a source whose stride is 0, or the line's packed
