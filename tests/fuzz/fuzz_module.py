@@ -295,6 +295,10 @@ def run_real(args, rng, log):
     from kyrbuild import REAL_LIB, import_module
 
     enter_private_network()
+    # Without a screen the dialogs answer at once; with one they would wait
+    # for a person.
+    os.environ.pop("DISPLAY", None)
+    os.environ.pop("WAYLAND_DISPLAY", None)
     kyr = import_module(REAL_LIB)
 
     def start_camera():

@@ -147,8 +147,8 @@ def test_tree_view_writes_features_refuses_bad_values_and_survives_release(examp
     assert screen.find(TREE_TITLE, timeout=0.5) is None
 
 
-def test_action_camera_refuses_a_bad_mask_and_changes_nothing(example, screen):
-    run = example("--cameras", "1", "--action")
+def test_action_camera_refuses_a_bad_mask_and_forces_a_new_address(example, screen):
+    run = example("--cameras", "2", "--action")
     dialog = screen.find("Action Camera", timeout=30)
     assert dialog is not None, "the dialog did not show"
     before = red_pixels(screen.grab(dialog))
@@ -158,8 +158,17 @@ def test_action_camera_refuses_a_bad_mask_and_changes_nothing(example, screen):
     run.keys(dialog, "alt+f")
     _, shown = screen.wait_for(dialog, lambda image: red_pixels(image) > before + 20)
     assert shown, "no reason shown for the refused mask"
+
+    # The first camera moves to the address typed; the second stays.
+    run.keys(dialog, "alt+m", "ctrl+a")
+    run.type(dialog, "255.0.0.0")
+    run.keys(dialog, "alt+a", "ctrl+a")
+    run.type(dialog, "127.0.0.7")
+    run.keys(dialog, "alt+f")
+    _, cleared = screen.wait_for(dialog, lambda image: red_pixels(image) <= before, timeout=20)
+    assert cleared, "the dialog still shows a failure"
     run.keys(dialog, "Escape")
-    assert run.line() == "camera SIM0001 at 127.0.0.1"
+    assert sorted(run.line() for _ in range(2)) == ["camera SIM0001 at 127.0.0.7", "camera SIM0002 at 127.0.0.2"]
     assert run.finish() == 0
 
 

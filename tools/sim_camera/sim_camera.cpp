@@ -1,7 +1,9 @@
 // kyr-sim-camera: serves a GigE Vision camera on one address with Aravis's
 // GigE fake camera and the GenICam description beside this program
 // (sim_camera.xml), filling each frame with a moving test pattern in the
-// selected pixel format. Runs until SIGINT or SIGTERM.
+// selected pixel format. Answers FORCEIP by moving to the address given
+// (adding it to the adapter, which needs the rights of the network
+// namespace). Runs until SIGINT or SIGTERM.
 //
 // The pattern: pixel (x, y) of frame f has the value x + y + f, cut to the
 // format's bits (mono, Bayer); RGB8 carries x + f, y + f and x + y + f. f is the
@@ -14,6 +16,8 @@
 
 #include <glib-unix.h>
 #include <arv.h>
+
+#include "force_ip.h"
 
 namespace {
 
@@ -158,6 +162,15 @@ gboolean quit(gpointer loop)
     return G_SOURCE_REMOVE;
 }
 
+// 02:xx:xx:xx:xx:xx from the serial number (FNV-1a).
+uint64_t macOf(const std::string &serial)
+{
+    uint64_t hash = 0xcbf29ce484222325u;
+    for (const char c : serial)
+        hash = (hash ^ uint8_t(c)) * 0x100000001b3u;
+    return 0x020000000000u | (hash & 0xFFFFFFFFFFu);
+}
+
 void usage()
 {
     std::fprintf(stderr, "usage: kyr-sim-camera [--address IP] [--serial TEXT] [--xml FILE]\n");
@@ -188,13 +201,47 @@ int main(int argc, char **argv)
         }
     }
 
-    std::unique_ptr<ArvGvFakeCamera, GObjectUnref> camera(
-        arv_gv_fake_camera_new_full(address.c_str(), serial.c_str(), xml.c_str()));
-    if (!camera || !arv_gv_fake_camera_is_running(camera.get())) {
+    using Camera = std::unique_ptr<ArvGvFakeCamera, GObjectUnref>;
+    const auto serve = [&serial, &xml](const std::string &on) {
+        Camera made(arv_gv_fake_camera_new_full(on.c_str(), serial.c_str(), xml.c_str()));
+        if (!made || !arv_gv_fake_camera_is_running(made.get()))
+            return Camera();
+        ArvFakeCamera *registers = arv_gv_fake_camera_get_fake_camera(made.get());
+        arv_fake_camera_set_fill_pattern(registers, fillPattern, nullptr);
+        // The bootstrap registers' device MAC address, high and low.
+        const uint64_t mac = macOf(serial);
+        arv_fake_camera_write_register(registers, 0x0008, guint32(mac >> 32));
+        arv_fake_camera_write_register(registers, 0x000C, guint32(mac));
+        return made;
+    };
+    Camera camera = serve(address);
+    if (!camera) {
         std::fprintf(stderr, "kyr-sim-camera: cannot serve on %s\n", address.c_str());
         return 1;
     }
-    arv_fake_camera_set_fill_pattern(arv_gv_fake_camera_get_fake_camera(camera.get()), fillPattern, nullptr);
+
+    // Aravis gives every fake camera the same MAC address; FORCEIP names a
+    // camera by it, so each serial number gets its own (locally administered).
+    SimCamera::ForceIpResponder forceIp(macOf(serial),
+                                        [&](const SimCamera::ForcedAddress &wanted) {
+        const std::string next = SimCamera::formatAddress(wanted.address);
+        if (!SimCamera::addAddress(address, wanted))
+            return false;
+        // The old camera goes first: both would serve the stream port.
+        camera.reset();
+        camera = serve(next);
+        if (!camera) {
+            camera = serve(address);
+            return false;
+        }
+        address = next;
+        forceIp.listen(address);
+        std::printf("kyr-sim-camera: moved to %s\n", address.c_str());
+        std::fflush(stdout);
+        return true;
+    });
+    if (!forceIp.listen(address))
+        std::fprintf(stderr, "kyr-sim-camera: FORCEIP not answered (broadcast port taken)\n");
 
     std::unique_ptr<GMainLoop, MainLoopUnref> loop(g_main_loop_new(nullptr, FALSE));
     g_unix_signal_add(SIGINT, quit, loop.get());

@@ -32,11 +32,11 @@ bool acceptable(const QLineEdit *edit)
     return edit->hasAcceptableInput();
 }
 
-// A mask is ones then zeros.
+// A mask is ones then zeros, at least one one.
 bool isMask(uint32_t mask)
 {
     const uint32_t inverted = ~mask;
-    return (inverted & (inverted + 1)) == 0;
+    return mask != 0 && (inverted & (inverted + 1)) == 0;
 }
 
 // An acceptable field's address in host byte order.
