@@ -5,6 +5,7 @@ its windows and checks what the module answers afterwards."""
 
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -35,7 +36,8 @@ class Example:
         private = ["--private-network"] if script.name == "select_and_tune.py" else []
         self.process = subprocess.Popen(
             [sys.executable, str(script), *private, *options],
-            env=self.env, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+            env=self.env, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+            start_new_session=True)
 
     def line(self):
         return self.process.stdout.readline().strip()
@@ -61,8 +63,10 @@ class Example:
         return code
 
     def kill(self):
+        """Ends a run a failed test left behind, with the simulated cameras
+        it started."""
         if self.process.poll() is None:
-            self.process.kill()
+            os.killpg(self.process.pid, signal.SIGKILL)
             self.process.wait()
 
 

@@ -55,15 +55,18 @@ bool AravisDeviceInfo::openHere() const noexcept
     return openHere_;
 }
 
-const char *AravisDeviceInfo::answer(std::string &slot, const std::string DeviceRecord::*field) noexcept
+const char *AravisDeviceInfo::answer(ThreadText &slot, const std::string DeviceRecord::*field) noexcept
 {
-    std::lock_guard<std::mutex> lock(mutex_);
     try {
-        slot = record_.*field;
+        std::string text;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            text = record_.*field;
+        }
+        return slot.keep(std::move(text));
     } catch (...) {
-        slot.clear();
+        return "";
     }
-    return slot.c_str();
 }
 
 Interface *AravisDeviceInfo::GetInterface() noexcept { return &owner_; }
@@ -83,14 +86,10 @@ std::string AravisDeviceInfo::displayName() const
 const char *AravisDeviceInfo::GetDisplayName() noexcept
 {
     try {
-        std::string name = displayName();
-        std::lock_guard<std::mutex> lock(mutex_);
-        displayName_ = std::move(name);
+        return displayName_.keep(displayName());
     } catch (...) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        displayName_.clear();
+        return "";
     }
-    return displayName_.c_str();
 }
 
 int32_t AravisDeviceInfo::GetAccessStatus() noexcept
@@ -121,17 +120,20 @@ int32_t AravisDeviceInfo::remoteAccess() noexcept
     return kAccessReadWrite;
 }
 
-const char *AravisDeviceInfo::answerIp(std::string &slot, uint32_t DeviceRecord::*field, KyrCamErr *err) noexcept
+const char *AravisDeviceInfo::answerIp(ThreadText &slot, uint32_t DeviceRecord::*field, KyrCamErr *err) noexcept
 {
-    std::lock_guard<std::mutex> lock(mutex_);
     try {
-        slot = record_.gige ? formatIpv4(record_.*field) : std::string();
-        setError(err, record_.gige ? kOk : kErrNotAvailable);
+        std::string text;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            text = record_.gige ? formatIpv4(record_.*field) : std::string();
+            setError(err, record_.gige ? kOk : kErrNotAvailable);
+        }
+        return slot.keep(std::move(text));
     } catch (...) {
-        slot.clear();
         setError(err, kErrOutOfMemory);
+        return "";
     }
-    return slot.c_str();
 }
 
 const char *AravisDeviceInfo::GetIPAddress(KyrCamErr *err) noexcept { return answerIp(ipAddress_, &DeviceRecord::address, err); }

@@ -9,6 +9,8 @@
 
 #include <camera/KyrCamApi.h>
 
+#include "thread_text_private.h"
+
 namespace KyrCam {
 
 class AravisInterface;
@@ -65,14 +67,14 @@ public:
     KyrCamErr ForceIP(const char *address, const char *mask, const char *gateway) noexcept override;
 
 private:
-    const char *answer(std::string &slot, const std::string DeviceRecord::*field) noexcept;
-    const char *answerIp(std::string &slot, uint32_t DeviceRecord::*field, KyrCamErr *err) noexcept;
+    const char *answer(ThreadText &slot, const std::string DeviceRecord::*field) noexcept;
+    const char *answerIp(ThreadText &slot, uint32_t DeviceRecord::*field, KyrCamErr *err) noexcept;
 
     AravisInterface &owner_;
     mutable std::mutex mutex_;
     DeviceRecord record_;
     bool openHere_ = false;
-    std::string vendor_, model_, displayName_, userName_, serial_, version_, ipAddress_, ipMask_, ipGateway_;
+    ThreadText vendor_, model_, displayName_, userName_, serial_, version_, ipAddress_, ipMask_, ipGateway_;
 };
 
 } // namespace KyrCam

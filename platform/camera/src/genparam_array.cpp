@@ -129,12 +129,11 @@ const char *AravisParamArray::GetStringValue(const char *name, KyrCamErr *err) n
 {
     KyrGenParam::String *param = GetString(name, err);
     try {
-        stringValue_ = param ? param->GetValue(err) : "";
+        return stringValue_.keep(param ? param->GetValue(err) : "");
     } catch (...) {
         setError(err, kErrOutOfMemory);
-        stringValue_.clear();
+        return "";
     }
-    return stringValue_.c_str();
 }
 
 int64_t AravisParamArray::GetEnumValue(const char *name, KyrCamErr *err) noexcept
@@ -147,12 +146,11 @@ const char *AravisParamArray::GetEnumValueStr(const char *name, KyrCamErr *err) 
 {
     KyrGenParam::Enum *param = GetEnum(name, err);
     try {
-        enumValueStr_ = param ? param->GetValueStr(err) : "";
+        return enumValueStr_.keep(param ? param->GetValueStr(err) : "");
     } catch (...) {
         setError(err, kErrOutOfMemory);
-        enumValueStr_.clear();
+        return "";
     }
-    return enumValueStr_.c_str();
 }
 
 bool AravisParamArray::IsCommandDone(const char *name, KyrCamErr *err) noexcept

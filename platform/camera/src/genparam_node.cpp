@@ -258,10 +258,13 @@ public:
 
     const char *GetUnit(KyrCamErr *err) noexcept override
     {
-        Lock lock(array_.mutex());
-        unit_ = copyText(arv_gc_float_get_unit(floating()));
+        std::string unit;
+        {
+            Lock lock(array_.mutex());
+            unit = copyText(arv_gc_float_get_unit(floating()));
+        }
         setError(err, kOk);
-        return unit_.c_str();
+        return unit_.keep(std::move(unit));
     }
 
 private:
@@ -277,7 +280,7 @@ private:
         return code == kOk ? value : 0.0;
     }
 
-    std::string unit_;
+    ThreadText unit_;
 };
 
 class StringParam final : public ParamBase<KyrGenParam::String>
@@ -287,9 +290,8 @@ public:
 
     const char *GetValue(KyrCamErr *err) noexcept override
     {
-        value_ = get<std::string>(err, std::string(),
-                                  [&](GError **e) { return copyText(arv_gc_string_get_value(string(), e)); });
-        return value_.c_str();
+        return value_.keep(get<std::string>(
+            err, std::string(), [&](GError **e) { return copyText(arv_gc_string_get_value(string(), e)); }));
     }
 
     int32_t GetMaxLength(KyrCamErr *err) noexcept override
@@ -320,7 +322,7 @@ public:
 private:
     ArvGcString *string() noexcept { return ARV_GC_STRING(node_); }
 
-    std::string value_;
+    ThreadText value_;
 };
 
 class BooleanParam final : public ParamBase<KyrGenParam::Boolean>
@@ -381,10 +383,9 @@ public:
 
     const char *GetValueStr(KyrCamErr *err) noexcept override
     {
-        valueStr_ = get<std::string>(err, std::string(), [&](GError **e) {
+        return valueStr_.keep(get<std::string>(err, std::string(), [&](GError **e) {
             return copyText(arv_gc_enumeration_get_string_value(enumeration(), e));
-        });
-        return valueStr_.c_str();
+        }));
     }
 
     KyrCamErr SetValue(int64_t value) noexcept override
@@ -445,7 +446,7 @@ private:
         return kErrGenICamOutOfRange;
     }
 
-    std::string valueStr_;
+    ThreadText valueStr_;
 };
 
 class CommandParam final : public ParamBase<KyrGenParam::Command>

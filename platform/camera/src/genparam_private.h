@@ -16,6 +16,7 @@
 #include <camera/KyrGenParam.h>
 
 #include "aravis_support_private.h"
+#include "thread_text_private.h"
 
 namespace KyrCam {
 
@@ -89,8 +90,8 @@ private:
     std::recursive_mutex mutex_;
     std::vector<std::string> order_;
     std::unordered_map<std::string, std::unique_ptr<OwnedParam>> params_;
-    std::string stringValue_;
-    std::string enumValueStr_;
+    ThreadText stringValue_;
+    ThreadText enumValueStr_;
 };
 
 // Makes the parameter object of a feature node; `array` owns it.

@@ -206,40 +206,49 @@ std::string GenTLDeviceInfo::serial() const
 
 Interface *GenTLDeviceInfo::GetInterface() noexcept { return &owner_; }
 
+// A rescan replaces the texts: each caller gets a copy of its own.
+const char *GenTLDeviceInfo::answer(std::string GenTLDeviceInfo::*field, ThreadText &slot) noexcept
+{
+    try {
+        std::string text;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            text = this->*field;
+        }
+        return slot.keep(std::move(text));
+    } catch (...) {
+        return "";
+    }
+}
+
 const char *GenTLDeviceInfo::GetVendor() noexcept
 {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return vendor_.c_str();
+    return answer(&GenTLDeviceInfo::vendor_, vendorText_);
 }
 
 const char *GenTLDeviceInfo::GetModel() noexcept
 {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return model_.c_str();
+    return answer(&GenTLDeviceInfo::model_, modelText_);
 }
 
 const char *GenTLDeviceInfo::GetDisplayName() noexcept
 {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return displayName_.c_str();
+    return answer(&GenTLDeviceInfo::displayName_, displayNameText_);
 }
 
 const char *GenTLDeviceInfo::GetUserDefinedName() noexcept
 {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return userName_.c_str();
+    return answer(&GenTLDeviceInfo::userName_, userNameText_);
 }
 
 const char *GenTLDeviceInfo::GetSerialNumber() noexcept
 {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return serial_.c_str();
+    return answer(&GenTLDeviceInfo::serial_, serialText_);
 }
 
 const char *GenTLDeviceInfo::GetVersion() noexcept
 {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return version_.c_str();
+    return answer(&GenTLDeviceInfo::version_, versionText_);
 }
 
 int32_t GenTLDeviceInfo::GetAccessStatus() noexcept

@@ -138,10 +138,13 @@ public:
     std::string serial() const;
 
 private:
+    const char *answer(std::string GenTLDeviceInfo::*field, ThreadText &slot) noexcept;
+
     GenTLInterface &owner_;
     const std::string id_;
     mutable std::mutex mutex_;
     std::string vendor_, model_, serial_, version_, userName_, displayName_;
+    ThreadText vendorText_, modelText_, serialText_, versionText_, userNameText_, displayNameText_;
     int32_t access_ = kAccessUnknown;
     bool openHere_ = false;
 };

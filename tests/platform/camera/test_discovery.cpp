@@ -3,6 +3,8 @@
 #include <chrono>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -61,6 +63,28 @@ TEST_F(Discovery, DeviceInfoCarriesDiscoveryData)
     EXPECT_EQ(address, 0x7F000001u);
     EXPECT_EQ(info->GetIP(nullptr, &mask, &gateway), kErrInvalidParameter);
     EXPECT_EQ(info->GetAccessStatus(), kAccessReadWrite);
+}
+
+// A text handed to one thread stays as it was while other threads ask the
+// same getter (a script's thread and a GUI thread read the same objects).
+TEST_F(Discovery, TextsOfOneThreadSurviveOtherThreadsCalls)
+{
+    DeviceInfo *info = camera_->info();
+    const std::string expected = std::string("Aravis Fake (") + KyrCamTest::kSerial + ")";
+    const char *mine = info->GetDisplayName();
+    ASSERT_EQ(expected, mine);  // long enough to live on the heap
+    KyrCamErr err = kOk;
+    const char *address = info->GetIPAddress(&err);
+    std::thread other([info] {
+        for (int i = 0; i < 200; ++i) {
+            KyrCamErr otherErr = kOk;
+            info->GetDisplayName();
+            info->GetIPAddress(&otherErr);
+        }
+    });
+    other.join();
+    EXPECT_EQ(expected, mine);
+    EXPECT_STREQ(address, "127.0.0.1");
 }
 
 TEST_F(Discovery, OpenDeviceIsBusyAndRefusedTwice)
@@ -156,3 +180,4 @@ TEST_F(Discovery, RescanHonoursTimeoutAndReportsChanges)
 }
 
 } // namespace
+
