@@ -89,7 +89,15 @@ Py::Object PyDeviceInfo::GetUserDefinedName()
 Py::Object PyDeviceInfo::GetAccessStatus()
 {
     KyrCam::DeviceInfo *info = info_.get();
-    return Py::Long(info ? info->GetAccessStatus() : 0);
+    if (!info)
+        return Py::Long(0);
+    int32_t status = 0;
+    {
+        // Asked of a network camera, which may take its time to answer.
+        NativeCall call(info_.lifetime());
+        status = info->GetAccessStatus();
+    }
+    return Py::Long(status);
 }
 
 Py::Object PyDeviceInfo::ipText(const char *(KyrCam::DeviceInfo::*getter)(KyrCamErr *) noexcept)

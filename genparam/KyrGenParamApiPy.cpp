@@ -35,11 +35,6 @@ Py::Object statusOf(KyrCamErr code)
     return Py::Boolean(code == KyrCam::kOk);
 }
 
-Py::Object predicateOf(KyrGenParam::Param *node, bool (KyrGenParam::Param::*predicate)() noexcept)
-{
-    return Py::Boolean(node && (node->*predicate)());
-}
-
 Py::Object textOf(KyrGenParam::Param *node, const char *(KyrGenParam::Param::*getter)() noexcept)
 {
     if (!node)

@@ -48,30 +48,58 @@ inline Py::Object toPython(const char *value)
 }
 
 // The result pair of `(node->*getter)(&err)`, the error in a local variable;
-// (False, None) without a node.
+// (False, None) without a node. The read runs without the interpreter lock (it
+// may wait for the camera); a text it answers stays this thread's meanwhile.
 template <typename Node, typename Value>
-Py::Object pairOf(Node *node, Value (Node::*getter)(KyrCamErr *) noexcept)
+Py::Object pairOf(const KyrCamPy::Borrowed<Node> &node, Value (Node::*getter)(KyrCamErr *) noexcept)
 {
-    if (!node)
+    Node *native = node.get();
+    if (!native)
         return failedPair();
     KyrCamErr err = KyrCam::kOk;
-    const Value value = (node->*getter)(&err);
+    Value value{};
+    {
+        KyrCamPy::NativeCall call(node.lifetime());
+        value = (native->*getter)(&err);
+    }
     return err == KyrCam::kOk ? Py::Object(okPair(toPython(value))) : Py::Object(failedPair());
 }
 
 // `(node->*setter)(value)`'s status, or `missing` when the feature is gone.
 // Callers convert the value from Python before this reads the feature: the
-// conversion runs Python code, which may have released its device.
+// conversion runs Python code, which may have released its device. The write
+// runs without the interpreter lock.
 template <typename Node, typename Value>
 Py::Object setOf(const KyrCamPy::Borrowed<Node> &node, KyrCamErr (Node::*setter)(Value) noexcept, Value value,
                  const Py::Object &missing)
 {
     Node *native = node.get();
-    return native ? statusOf((native->*setter)(value)) : missing;
+    if (!native)
+        return missing;
+    KyrCamErr code = KyrCam::kOk;
+    {
+        KyrCamPy::NativeCall call(node.lifetime());
+        code = (native->*setter)(value);
+    }
+    return statusOf(code);
 }
 
-// A predicate of the common feature interface; False without a node.
-Py::Object predicateOf(KyrGenParam::Param *node, bool (KyrGenParam::Param::*predicate)() noexcept);
+// A predicate of the common feature interface (availability and access may
+// be read from the camera, without the interpreter lock); False without a
+// node.
+template <typename Node>
+Py::Object predicateOf(const KyrCamPy::Borrowed<Node> &node, bool (KyrGenParam::Param::*predicate)() noexcept)
+{
+    KyrGenParam::Param *native = node.get();
+    if (!native)
+        return Py::False();
+    bool answer = false;
+    {
+        KyrCamPy::NativeCall call(node.lifetime());
+        answer = (native->*predicate)();
+    }
+    return Py::Boolean(answer);
+}
 
 // A text of the common feature interface; None without a node.
 Py::Object textOf(KyrGenParam::Param *node, const char *(KyrGenParam::Param::*getter)() noexcept);

@@ -87,27 +87,27 @@ Py::Object PyGenParam::IsVisible(const Py::Tuple &args)
 
 Py::Object PyGenParam::IsValueCached()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsValueCached);
+    return predicateOf(node_, &KyrGenParam::Param::IsValueCached);
 }
 
 Py::Object PyGenParam::IsAvailable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsAvailable);
+    return predicateOf(node_, &KyrGenParam::Param::IsAvailable);
 }
 
 Py::Object PyGenParam::IsWritable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsWritable);
+    return predicateOf(node_, &KyrGenParam::Param::IsWritable);
 }
 
 Py::Object PyGenParam::IsReadable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsReadable);
+    return predicateOf(node_, &KyrGenParam::Param::IsReadable);
 }
 
 Py::Object PyGenParam::IsStreamable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsStreamable);
+    return predicateOf(node_, &KyrGenParam::Param::IsStreamable);
 }
 
 } // namespace KyrGenParamPy

@@ -17,7 +17,7 @@ Py::Object PyGenParamBoolean::GetType()
 
 Py::Object PyGenParamBoolean::GetValue()
 {
-    return pairOf(node_.get(), &KyrGenParam::Boolean::GetValue);
+    return pairOf(node_, &KyrGenParam::Boolean::GetValue);
 }
 
 Py::Object PyGenParamBoolean::SetValue(const Py::Tuple &args)
@@ -29,12 +29,12 @@ Py::Object PyGenParamBoolean::SetValue(const Py::Tuple &args)
 
 Py::Object PyGenParamBoolean::IsWritable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsWritable);
+    return predicateOf(node_, &KyrGenParam::Param::IsWritable);
 }
 
 Py::Object PyGenParamBoolean::IsReadable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsReadable);
+    return predicateOf(node_, &KyrGenParam::Param::IsReadable);
 }
 
 } // namespace KyrGenParamPy

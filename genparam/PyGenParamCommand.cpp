@@ -14,13 +14,25 @@ Py::Object PyGenParamCommand::Execute()
     KyrGenParam::Command *node = node_.get();
     if (!node)
         return Py::False();
-    return statusOf(node->Execute());
+    KyrCamErr code = KyrCam::kOk;
+    {
+        KyrCamPy::NativeCall call(node_.lifetime());
+        code = node->Execute();
+    }
+    return statusOf(code);
 }
 
 Py::Object PyGenParamCommand::IsDone()
 {
     KyrGenParam::Command *node = node_.get();
-    return Py::Boolean(node && node->IsDone(nullptr));
+    if (!node)
+        return Py::False();
+    bool done = false;
+    {
+        KyrCamPy::NativeCall call(node_.lifetime());
+        done = node->IsDone(nullptr);
+    }
+    return Py::Boolean(done);
 }
 
 } // namespace KyrGenParamPy

@@ -14,17 +14,17 @@ PyGenParamEnum::PyGenParamEnum(KyrGenParam::Enum *node, KyrCamPy::Lifetime::Ref 
 
 Py::Object PyGenParamEnum::GetCount()
 {
-    return pairOf(node_.get(), &KyrGenParam::Enum::GetCount);
+    return pairOf(node_, &KyrGenParam::Enum::GetCount);
 }
 
 Py::Object PyGenParamEnum::GetValue()
 {
-    return pairOf(node_.get(), &KyrGenParam::Enum::GetValue);
+    return pairOf(node_, &KyrGenParam::Enum::GetValue);
 }
 
 Py::Object PyGenParamEnum::GetValueStr()
 {
-    return pairOf(node_.get(), &KyrGenParam::Enum::GetValueStr);
+    return pairOf(node_, &KyrGenParam::Enum::GetValueStr);
 }
 
 // The two setters answer None, not False, when they cannot call the feature;

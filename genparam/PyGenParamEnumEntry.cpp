@@ -11,12 +11,12 @@ PyGenParamEnumEntry::PyGenParamEnumEntry(KyrGenParam::EnumEntry *node, KyrCamPy:
 
 Py::Object PyGenParamEnumEntry::GetValue()
 {
-    return pairOf(node_.get(), &KyrGenParam::EnumEntry::GetValue);
+    return pairOf(node_, &KyrGenParam::EnumEntry::GetValue);
 }
 
 Py::Object PyGenParamEnumEntry::GetValueStr()
 {
-    return pairOf(node_.get(), &KyrGenParam::EnumEntry::GetValueStr);
+    return pairOf(node_, &KyrGenParam::EnumEntry::GetValueStr);
 }
 
 Py::Object PyGenParamEnumEntry::GetType()
@@ -27,7 +27,7 @@ Py::Object PyGenParamEnumEntry::GetType()
 
 Py::Object PyGenParamEnumEntry::IsAvailable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsAvailable);
+    return predicateOf(node_, &KyrGenParam::Param::IsAvailable);
 }
 
 } // namespace KyrGenParamPy

@@ -17,7 +17,7 @@ Py::Object PyGenParamFloat::GetType()
 
 Py::Object PyGenParamFloat::GetValue()
 {
-    return pairOf(node_.get(), &KyrGenParam::Float::GetValue);
+    return pairOf(node_, &KyrGenParam::Float::GetValue);
 }
 
 Py::Object PyGenParamFloat::SetValue(const Py::Tuple &args)
@@ -29,27 +29,27 @@ Py::Object PyGenParamFloat::SetValue(const Py::Tuple &args)
 
 Py::Object PyGenParamFloat::IsWritable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsWritable);
+    return predicateOf(node_, &KyrGenParam::Param::IsWritable);
 }
 
 Py::Object PyGenParamFloat::IsReadable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsReadable);
+    return predicateOf(node_, &KyrGenParam::Param::IsReadable);
 }
 
 Py::Object PyGenParamFloat::GetMin()
 {
-    return pairOf(node_.get(), &KyrGenParam::Float::GetMin);
+    return pairOf(node_, &KyrGenParam::Float::GetMin);
 }
 
 Py::Object PyGenParamFloat::GetMax()
 {
-    return pairOf(node_.get(), &KyrGenParam::Float::GetMax);
+    return pairOf(node_, &KyrGenParam::Float::GetMax);
 }
 
 Py::Object PyGenParamFloat::GetUnit()
 {
-    return pairOf(node_.get(), &KyrGenParam::Float::GetUnit);
+    return pairOf(node_, &KyrGenParam::Float::GetUnit);
 }
 
 } // namespace KyrGenParamPy

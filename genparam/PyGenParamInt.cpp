@@ -17,7 +17,7 @@ Py::Object PyGenParamInt::GetType()
 
 Py::Object PyGenParamInt::GetValue()
 {
-    return pairOf(node_.get(), &KyrGenParam::Int::GetValue);
+    return pairOf(node_, &KyrGenParam::Int::GetValue);
 }
 
 Py::Object PyGenParamInt::SetValue(const Py::Tuple &args)
@@ -29,27 +29,27 @@ Py::Object PyGenParamInt::SetValue(const Py::Tuple &args)
 
 Py::Object PyGenParamInt::IsWritable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsWritable);
+    return predicateOf(node_, &KyrGenParam::Param::IsWritable);
 }
 
 Py::Object PyGenParamInt::IsReadable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsReadable);
+    return predicateOf(node_, &KyrGenParam::Param::IsReadable);
 }
 
 Py::Object PyGenParamInt::GetMin()
 {
-    return pairOf(node_.get(), &KyrGenParam::Int::GetMin);
+    return pairOf(node_, &KyrGenParam::Int::GetMin);
 }
 
 Py::Object PyGenParamInt::GetMax()
 {
-    return pairOf(node_.get(), &KyrGenParam::Int::GetMax);
+    return pairOf(node_, &KyrGenParam::Int::GetMax);
 }
 
 Py::Object PyGenParamInt::GetIncrement()
 {
-    return pairOf(node_.get(), &KyrGenParam::Int::GetIncrement);
+    return pairOf(node_, &KyrGenParam::Int::GetIncrement);
 }
 
 } // namespace KyrGenParamPy

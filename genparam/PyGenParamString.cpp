@@ -19,23 +19,30 @@ Py::Object PyGenParamString::GetType()
 
 Py::Object PyGenParamString::IsWritable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsWritable);
+    return predicateOf(node_, &KyrGenParam::Param::IsWritable);
 }
 
 Py::Object PyGenParamString::IsReadable()
 {
-    return predicateOf(node_.get(), &KyrGenParam::Param::IsReadable);
+    return predicateOf(node_, &KyrGenParam::Param::IsReadable);
 }
 
 Py::Object PyGenParamString::GetValue()
 {
-    return pairOf(node_.get(), &KyrGenParam::String::GetValue);
+    return pairOf(node_, &KyrGenParam::String::GetValue);
 }
 
 Py::Object PyGenParamString::GetMaxLength()
 {
     KyrGenParam::String *node = node_.get();
-    return Py::Long(node ? node->GetMaxLength(nullptr) : 0);
+    if (!node)
+        return Py::Long(0);
+    int32_t length = 0;
+    {
+        KyrCamPy::NativeCall call(node_.lifetime());
+        length = node->GetMaxLength(nullptr);
+    }
+    return Py::Long(length);
 }
 
 Py::Object PyGenParamString::SetValue(const Py::Tuple &args)

@@ -69,8 +69,10 @@ Py::Object PyGenParams::valueByName(const Py::Tuple &args, const char *message,
     KyrGenParam::Array *native = array();
     if (!native)
         return failedPair();
-    const Value value = (native->*getter)(name.c_str(), &lastError_);
-    if (lastError_ != KyrCam::kOk)
+    KyrCamErr err = KyrCam::kOk;
+    const Value value = unlocked([&] { return (native->*getter)(name.c_str(), &err); });
+    lastError_ = err;
+    if (err != KyrCam::kOk)
         return failedPair();
     return okPair(toPython(value));
 }
@@ -85,8 +87,10 @@ Py::Object PyGenParams::nodeByName(const Py::Tuple &args, const char *message,
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::None();
-    Node *node = (native->*getter)(name.c_str(), &lastError_);
-    if (!node || lastError_ != KyrCam::kOk)
+    KyrCamErr err = KyrCam::kOk;
+    Node *node = unlocked([&] { return (native->*getter)(name.c_str(), &err); });
+    lastError_ = err;
+    if (!node || err != KyrCam::kOk)
         return Py::None();
     return Py::asObject(new Wrapper(node, array_.lifetime()));
 }
@@ -100,7 +104,7 @@ Py::Object PyGenParams::setResult(KyrCamErr code)
 Py::Object PyGenParams::GetCount()
 {
     KyrGenParam::Array *native = array();
-    return Py::Long(native ? native->GetCount() : 0);
+    return Py::Long(native ? unlocked([&] { return native->GetCount(); }) : 0);
 }
 
 Py::Object PyGenParams::GetParamByIndex(const Py::Tuple &args)
@@ -112,8 +116,10 @@ Py::Object PyGenParams::GetParamByIndex(const Py::Tuple &args)
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::None();
-    KyrGenParam::Param *param = native->GetParamByIndex(index, &lastError_);
-    if (!param || lastError_ != KyrCam::kOk)
+    KyrCamErr err = KyrCam::kOk;
+    KyrGenParam::Param *param = unlocked([&] { return native->GetParamByIndex(index, &err); });
+    lastError_ = err;
+    if (!param || err != KyrCam::kOk)
         return Py::None();
     return wrapParam(param, array_.lifetime());
 }
@@ -123,8 +129,10 @@ Py::Object PyGenParams::GetRootCategory()
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::None();
-    KyrGenParam::Category *root = native->GetRootCategory(&lastError_);
-    if (!root || lastError_ != KyrCam::kOk) {
+    KyrCamErr err = KyrCam::kOk;
+    KyrGenParam::Category *root = unlocked([&] { return native->GetRootCategory(&err); });
+    lastError_ = err;
+    if (!root || err != KyrCam::kOk) {
         KyrCamPy::reportError("Get root category", lastError_);
         return Py::None();
     }
@@ -142,7 +150,7 @@ Py::Object PyGenParams::GetParam(const Py::Tuple &args)
     if (!native)
         return Py::None();
     KyrCamErr err = KyrCam::kOk;
-    KyrGenParam::Param *param = native->GetParam(name.c_str(), &err);
+    KyrGenParam::Param *param = unlocked([&] { return native->GetParam(name.c_str(), &err); });
     if (!param || err != KyrCam::kOk)
         return Py::None();
     return wrapParam(param, array_.lifetime());
@@ -167,7 +175,7 @@ Py::Object PyGenParams::SetBooleanValue(const Py::Tuple &args)
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::False();
-    return setResult(native->SetBooleanValue(name.c_str(), value));
+    return setResult(unlocked([&] { return native->SetBooleanValue(name.c_str(), value); }));
 }
 
 Py::Object PyGenParams::GetInt(const Py::Tuple &args)
@@ -188,7 +196,7 @@ Py::Object PyGenParams::SetIntegerValue(const Py::Tuple &args)
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::False();
-    return setResult(native->SetIntegerValue(name.c_str(), value));
+    return setResult(unlocked([&] { return native->SetIntegerValue(name.c_str(), value); }));
 }
 
 Py::Object PyGenParams::GetIntegerValue(const Py::Tuple &args)
@@ -213,7 +221,7 @@ Py::Object PyGenParams::SetFloatValue(const Py::Tuple &args)
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::False();
-    return setResult(native->SetFloatValue(name.c_str(), value));
+    return setResult(unlocked([&] { return native->SetFloatValue(name.c_str(), value); }));
 }
 
 Py::Object PyGenParams::GetFloatValue(const Py::Tuple &args)
@@ -241,7 +249,7 @@ Py::Object PyGenParams::ExecuteCommand(const Py::Tuple &args)
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::False();
-    return setResult(native->ExecuteCommand(name.c_str()));
+    return setResult(unlocked([&] { return native->ExecuteCommand(name.c_str()); }));
 }
 
 Py::Object PyGenParams::IsCommandDone(const Py::Tuple &args)
@@ -272,7 +280,7 @@ Py::Object PyGenParams::SetStringValue(const Py::Tuple &args)
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::False();
-    return setResult(native->SetStringValue(name.c_str(), value.c_str()));
+    return setResult(unlocked([&] { return native->SetStringValue(name.c_str(), value.c_str()); }));
 }
 
 Py::Object PyGenParams::GetEnum(const Py::Tuple &args)
@@ -300,7 +308,7 @@ Py::Object PyGenParams::SetEnumValue(const Py::Tuple &args)
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::False();
-    return setResult(native->SetEnumValue(name.c_str(), value));
+    return setResult(unlocked([&] { return native->SetEnumValue(name.c_str(), value); }));
 }
 
 // Both arguments must be str: no str() form here.
@@ -313,7 +321,7 @@ Py::Object PyGenParams::SetEnumValueStr(const Py::Tuple &args)
     KyrGenParam::Array *native = array();
     if (!native)
         return Py::False();
-    return setResult(native->SetEnumValueStr(name.c_str(), entry.c_str()));
+    return setResult(unlocked([&] { return native->SetEnumValueStr(name.c_str(), entry.c_str()); }));
 }
 
 Py::Object PyGenParams::GetNodeMap()
@@ -321,8 +329,10 @@ Py::Object PyGenParams::GetNodeMap()
     KyrGenParam::Array *native = array();
     if (!native)
         return failedPair();
-    KyrGenParam::NodeMap *nodeMap = native->GetNodeMap(&lastError_);
-    if (!nodeMap || lastError_ != KyrCam::kOk) {
+    KyrCamErr err = KyrCam::kOk;
+    KyrGenParam::NodeMap *nodeMap = unlocked([&] { return native->GetNodeMap(&err); });
+    lastError_ = err;
+    if (!nodeMap || err != KyrCam::kOk) {
         KyrCamPy::reportError("Get node map", lastError_);
         return failedPair();
     }

@@ -79,6 +79,16 @@ private:
     // Stores a setter's code in the last error and answers its status.
     Py::Object setResult(KyrCamErr code);
 
+    // Runs `call` on the array without the interpreter lock: a feature may
+    // wait for the camera, or for another thread using the array. Nothing in
+    // it may touch a Python object or this wrapper's members.
+    template <typename Call>
+    auto unlocked(Call call) -> decltype(call())
+    {
+        KyrCamPy::NativeCall scope(array_.lifetime());
+        return call();
+    }
+
     KyrCamPy::Borrowed<KyrGenParam::Array> array_;
     KyrCamErr lastError_ = KyrCam::kOk;
 };

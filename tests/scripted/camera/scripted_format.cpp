@@ -37,7 +37,7 @@ std::vector<std::string> splitList(const std::string &list)
 const char *KeptTexts::keep(const std::string &getter, std::string text)
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    std::string &kept = texts_[getter];
+    std::string &kept = texts_[{ getter, std::this_thread::get_id() }];
     kept = std::move(text);
     return kept.c_str();
 }

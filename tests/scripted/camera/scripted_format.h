@@ -5,6 +5,8 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace Scripted {
@@ -21,8 +23,8 @@ std::string flag(bool value);
 // The items of a comma-separated list; none for "".
 std::vector<std::string> splitList(const std::string &list);
 
-// The texts one object has handed out, each kept until the next call of the
-// same getter, as the contract promises callers.
+// The texts one object has handed out, each kept until the same thread's
+// next call of the same getter, as the contract promises callers.
 class KeptTexts
 {
 public:
@@ -30,7 +32,7 @@ public:
 
 private:
     std::mutex mutex_;
-    std::map<std::string, std::string> texts_;
+    std::map<std::pair<std::string, std::thread::id>, std::string> texts_;
 };
 
 } // namespace Scripted
