@@ -9,7 +9,11 @@ Usage: gui_child.py <scenario>
                   thread; prints "closed" when the dialog returns.
   tree-lost:      opens the camera and its tree view, prints "ready";
                   "lose" stops the camera, "release" releases the device,
-                  "close" destroys the view and ends."""
+                  "close" destroys the view and ends.
+  pyqt:           a PyQt6 application whose own thread (the GUI thread)
+                  opens Select Camera over its window, prints "chosen
+                  <serial>", opens the chosen camera's tree view, prints
+                  "tree", and on "close" destroys it and quits."""
 
 import sys
 import threading
@@ -63,6 +67,44 @@ def tree_lost(kyr, camera):
     answer(f"destroyed {kyr.PyDestroyGenParamTreeView(view)}")
 
 
+def pyqt(kyr):
+    from PyQt6.QtCore import QTimer
+    from PyQt6.QtWidgets import QApplication, QWidget
+
+    app = QApplication([])
+    host = QWidget()
+    host.setWindowTitle("PyQt6 host")
+    host.resize(200, 100)
+    host.show()
+    closing = threading.Event()
+    threading.Thread(target=lambda: (sys.stdin.readline(), closing.set()), daemon=True).start()
+    held = {}
+
+    def choose():
+        # On the application's thread: the dialog runs in a nested event loop.
+        info = kyr.PyKyrSystem().SelectCamera(int(host.winId()), False)
+        answer(f"chosen {info.GetSerialNumber() if info else None}")
+        if info is None:
+            app.quit()
+            return
+        held["device"] = kyr.PyKyrCreateDevice(info)
+        held["view"] = kyr.PyCreateGenParamTreeViewForArray(held["device"].GetCameraParameters(), int(host.winId()))
+        answer("tree")
+        poll.start(50)
+
+    def close_when_asked():
+        if closing.is_set():
+            poll.stop()
+            answer(f"destroyed {kyr.PyDestroyGenParamTreeView(held['view'])}")
+            held["device"].Release()
+            app.quit()
+
+    poll = QTimer()
+    poll.timeout.connect(close_when_asked)
+    QTimer.singleShot(0, choose)
+    app.exec()
+
+
 def main():
     enter_private_network()
     sys.path.insert(0, str(BUILD / "lib"))
@@ -74,6 +116,8 @@ def main():
             return 1
         if sys.argv[1] == "dialog-threads":
             dialog_threads(kyr)
+        elif sys.argv[1] == "pyqt":
+            pyqt(kyr)
         else:
             tree_lost(kyr, camera)
     return 0

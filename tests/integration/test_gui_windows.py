@@ -211,3 +211,16 @@ def test_tree_view_over_a_lost_camera_says_so_and_survives_its_release(example, 
     assert run.ask("close") == "destroyed True"
     assert run.finish() == 0
     assert screen.find(TREE_TITLE, timeout=0.5) is None
+
+
+def test_dialogs_and_views_run_on_a_pyqt6_applications_thread(example, screen):
+    run = example("pyqt", script=CHILD)
+    dialog = screen.find("Select Camera", timeout=30)
+    assert dialog is not None, "the dialog did not show in the PyQt6 application"
+    run.keys(dialog, "Return")
+    assert run.line() == "chosen SIM0001"
+    assert run.line() == "tree"
+    assert screen.find(TREE_TITLE, timeout=15) is not None
+    assert run.ask("close") == "destroyed True"
+    assert run.finish() == 0
+    assert screen.find(TREE_TITLE, timeout=0.5) is None
