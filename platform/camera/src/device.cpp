@@ -73,6 +73,9 @@ KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_p
         opened->lostHandler_ =
             g_signal_connect_data(opened->arv(), "control-lost", G_CALLBACK(onControlLost),
                                   new std::shared_ptr<LostSignal>(opened->lostSignal_), dropLostSignal, GConnectFlags(0));
+        if (record.gige)
+            opened->watch_ = std::make_unique<LinkWatch>(
+                record.address, [signal = opened->lostSignal_] { markLost(*signal); });
         result = std::move(opened);
         return kOk;
     } catch (...) {
@@ -82,6 +85,7 @@ KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_p
 
 AravisDevice::~AravisDevice()
 {
+    watch_.reset();
     if (lostSignal_) {
         std::lock_guard<std::mutex> lock(lostSignal_->mutex);
         lostSignal_->device = nullptr;
@@ -117,7 +121,11 @@ void AravisDevice::dropLostSignal(gpointer signal, GClosure *)
 
 void AravisDevice::onControlLost(ArvDevice *, gpointer signal)
 {
-    LostSignal &lost = **static_cast<std::shared_ptr<LostSignal> *>(signal);
+    markLost(**static_cast<std::shared_ptr<LostSignal> *>(signal));
+}
+
+void AravisDevice::markLost(LostSignal &lost)
+{
     std::lock_guard<std::mutex> lock(lost.mutex);
     AravisDevice *device = lost.device;
     if (!device || device->lost_.exchange(true))

@@ -16,6 +16,7 @@
 #include "aravis_support_private.h"
 #include "device_info_private.h"
 #include "genparam_private.h"
+#include "link_watch_private.h"
 #include "local_port_private.h"
 
 namespace KyrCam {
@@ -87,6 +88,9 @@ private:
         AravisDevice *device = nullptr;
     };
     static void onControlLost(ArvDevice *device, gpointer signal);
+    // Marks the device lost once: ends its stream's waits and posts the
+    // device-lost event. Holds the signal's mutex.
+    static void markLost(LostSignal &lost);
     static void dropLostSignal(gpointer signal, GClosure *closure);
     // Drops the Aravis device; that of a lost device on the system's reaper.
     void dropDevice() noexcept;
@@ -98,6 +102,8 @@ private:
     GObjectPtr<ArvDevice> device_;
     std::shared_ptr<LostSignal> lostSignal_;
     gulong lostHandler_ = 0;
+    // GigE Vision cameras only; stopped first when the device goes.
+    std::unique_ptr<LinkWatch> watch_;
     std::atomic<bool> lost_{ false };
     std::unique_ptr<AravisParamArray> camera_;
     std::mutex transportMutex_;
