@@ -17,12 +17,14 @@ build: deps
 	@cmake --build $(BUILD_DIR) -j $(JOBS)
 
 # C++ tests first, then the module on the real platform, then the binding on
-# the scripted one (one build per Python process), then the same again with
-# the sanitizers, and the fuzzer.
+# the scripted one (one build per Python process), then pip installing the
+# checkout into a venv (its CMake build kept in $(BUILD_DIR)/pip), then the
+# same again with the sanitizers, and the fuzzer.
 test: build
 	@cd $(BUILD_DIR) && ctest --output-on-failure --no-tests=ignore
 	@$(PYTEST) $(wildcard tests/platform tests/integration)
 	@$(PYTEST) tests/binding
+	@$(PYTEST) tests/install
 	@$(MAKE) test-asan
 
 # The sanitizer suite: everything built with AddressSanitizer and
@@ -54,13 +56,16 @@ fuzz: build
 	@KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(FUZZ) --target scripted --calls $(FUZZ_CALLS)
 	@KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(FUZZ) --target real --calls $(FUZZ_REAL_CALLS)
 
+# The demo and the benchmarks discover cameras: as root they run in a network
+# namespace of their own with only loopback (scripts/private_network.sh).
 demo: build
-	@KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(PYTHON) examples/grab.py
+	@scripts/private_network.sh demo env KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(PYTHON) examples/grab.py
 
 bench: build
 	@set -e; benches="$$(ls bench/bench_*.py 2>/dev/null || true)"; \
 	if [ -z "$$benches" ]; then echo "bench: no benchmarks yet" >&2; exit 1; fi; \
-	for b in $$benches; do KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) $(PYTHON) $$b; done
+	scripts/private_network.sh bench env KYR_BUILD_DIR=$(abspath $(BUILD_DIR)) \
+		sh -c 'set -e; for b in "$$@"; do $(PYTHON) "$$b"; done' sh $$benches
 
 clean:
 	rm -rf $(BUILD_DIR) $(ASAN_DIR)

@@ -14,6 +14,8 @@ only), so that another simulated camera on the host's loopback does not
 clash with this one; the tests use it.
 """
 
+from __future__ import annotations
+
 import argparse
 import contextlib
 import ctypes
@@ -27,6 +29,10 @@ import tempfile
 import time
 import zlib
 from pathlib import Path
+from typing import TYPE_CHECKING, Iterator
+
+if TYPE_CHECKING:
+    from libKyrCameraGuiApiPy import PyBuffer, PyDataStream, PyDevice, PyDeviceInfo, PyGenParams
 
 BUILD = Path(os.environ.get("KYR_BUILD_DIR", Path(__file__).resolve().parent.parent / "build"))
 SIM_CAMERA = BUILD / "bin" / "kyr-sim-camera"
@@ -38,7 +44,7 @@ WAIT_MS = 5000
 UNKNOWN_ERROR = -40001
 
 
-def enter_private_network(addresses=1):
+def enter_private_network(addresses: int = 1) -> None:
     """Moves this process into a new network namespace and brings its
     loopback up (what `unshare -n` and `ip link set lo up` do), with the
     addresses 127.0.0.1 to 127.0.0.<addresses> on it, one per camera."""
@@ -56,7 +62,7 @@ def enter_private_network(addresses=1):
 
 
 @contextlib.contextmanager
-def simulated_camera(address="127.0.0.1", serial=SERIAL):
+def simulated_camera(address: str = "127.0.0.1", serial: str = SERIAL) -> Iterator[subprocess.Popen[bytes]]:
     """Runs kyr-sim-camera on `address` for the duration of the block."""
     camera = subprocess.Popen([str(SIM_CAMERA), "--address", address, "--serial", serial],
                               stdout=subprocess.DEVNULL)
@@ -67,7 +73,7 @@ def simulated_camera(address="127.0.0.1", serial=SERIAL):
         camera.wait()
 
 
-def find_camera(kyr, deadline_s=15.0):
+def find_camera(kyr, deadline_s: float = 15.0) -> PyDeviceInfo | None:
     """The camera's PyDeviceInfo once discovery sees it, or None. Each rescan
     waits for one discovery round."""
     deadline = time.monotonic() + deadline_s
@@ -80,7 +86,7 @@ def find_camera(kyr, deadline_s=15.0):
     return None
 
 
-def next_frame(stream):
+def next_frame(stream: PyDataStream) -> PyBuffer | None:
     """The next frame, or None for a frame that lost its leader: it has no
     image, and the module gives it back to the queue itself and reports
     -40001. Any other failure ends the demo."""
@@ -91,7 +97,7 @@ def next_frame(stream):
 
 
 @contextlib.contextmanager
-def streaming(device):
+def streaming(device: PyDevice) -> Iterator[PyDataStream]:
     """The device's stream with its buffers queued and acquisition running."""
     stream = device.GetStreamByIndex(0)
     if stream is None or not stream.AllocBufferQueue(8) or not stream.StartAcquisition():
@@ -104,7 +110,7 @@ def streaming(device):
         stream.Release()
 
 
-def save_frames(kyr, device, folder):
+def save_frames(kyr, device: PyDevice, folder: Path) -> tuple[Path, Path, str]:
     """Saves one frame as a PNG and the next MOVIE_FRAMES as a movie."""
     compressors = kyr.PyGetVideoCompressors() or []
     if not compressors:
@@ -131,8 +137,16 @@ def save_frames(kyr, device, folder):
     return image, movie, compressor
 
 
-def grab(device, width, height, pixel_format, frame_rate):
-    params = device.GetCameraParameters()
+def parameters(params: PyGenParams | None) -> PyGenParams:
+    """A device's parameter collection, which only a released device lacks."""
+    if params is None:
+        raise RuntimeError("the device has no parameters")
+    return params
+
+
+def grab(device: PyDevice, width: int, height: int, pixel_format: str,
+         frame_rate: float) -> tuple[float, int, tuple[int, int], dict[str, int | None]]:
+    params = parameters(device.GetCameraParameters())
     for ok in (params.SetIntegerValue("Width", width), params.SetIntegerValue("Height", height),
                params.SetEnumValueStr("PixelFormat", pixel_format)):
         if not ok:
@@ -150,19 +164,20 @@ def grab(device, width, height, pixel_format, frame_rate):
                 incomplete += 1
                 continue
             incomplete += bool(buffer.IsIncomplete())
-            checksum = zlib.crc32(buffer.GetBufferPtr())
+            pixels = buffer.GetBufferPtr()
+            checksum = zlib.crc32(pixels if isinstance(pixels, bytearray) else b"")
             frame_id = buffer.GetFrameID()
             stream.QueueBuffer(buffer)
         elapsed = time.monotonic() - start
         # The statistics belong to the open stream.
-        transport = device.GetTransportParameters()
+        transport = parameters(device.GetTransportParameters())
         statistics = {name: transport.GetIntegerValue(name)[1]
                       for name in ("StatCompletedBuffers", "StatFailedBuffers", "StatUnderruns",
                                    "StatResentPackets", "StatMissingPackets")}
     return FRAMES / elapsed, incomplete, (frame_id, checksum), statistics
 
 
-def main():
+def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--private-network", action="store_true")
     parser.add_argument("--width", type=int, default=640)
@@ -182,8 +197,9 @@ def main():
         if info is None:
             print("the simulated camera was not found", file=sys.stderr)
             return 1
+        iface = info.GetInterface()
         print(f"found {info.GetDisplayName()} at {info.GetIPAddress()} "
-              f"on {info.GetInterface().GetDescription()}")
+              f"on {iface.GetDescription() if iface else 'no interface'}")
 
         device = kyr.PyKyrCreateDevice(info)
         if not device.IsValid():
@@ -210,8 +226,9 @@ def main():
             if reopened is None:
                 print(f"cannot reopen from the configuration: error {system.GetLastError()}", file=sys.stderr)
                 return 1
-            width = reopened.GetCameraParameters().GetIntegerValue("Width")[1]
-            pixel_format = reopened.GetCameraParameters().GetEnumValueStr("PixelFormat")[1]
+            reopened_params = parameters(reopened.GetCameraParameters())
+            width = reopened_params.GetIntegerValue("Width")[1]
+            pixel_format = reopened_params.GetEnumValueStr("PixelFormat")[1]
             print(f"reopened from its configuration: {reopened.GetDisplayName()}, {width} wide, {pixel_format}")
             reopened.Release()
         return 0

@@ -11,17 +11,24 @@ or --window, an X11 window id to draw in) and shows frames for --seconds.
 tests and the screenshot script look at the window then.
 """
 
+from __future__ import annotations
+
 import argparse
 import sys
 import time
 from pathlib import Path
+from typing import TYPE_CHECKING
 
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-from grab import BUILD, enter_private_network, find_camera, next_frame, simulated_camera, streaming  # noqa: E402
+from grab import (BUILD, enter_private_network, find_camera, next_frame, parameters,  # noqa: E402
+                  simulated_camera, streaming)
+
+if TYPE_CHECKING:
+    from libKyrCameraGuiApiPy import PyDevice
 
 
-def open_camera(kyr, width, height, pixel_format, frame_rate):
+def open_camera(kyr, width: int, height: int, pixel_format: str, frame_rate: float) -> PyDevice:
     """The simulated camera, opened and set to the image format given."""
     info = find_camera(kyr)
     if info is None:
@@ -29,7 +36,7 @@ def open_camera(kyr, width, height, pixel_format, frame_rate):
     device = kyr.PyKyrCreateDevice(info)
     if not device.IsValid():
         raise RuntimeError(f"cannot open the camera: error {kyr.GetLastError()}")
-    params = device.GetCameraParameters()
+    params = parameters(device.GetCameraParameters())
     for ok in (params.SetIntegerValue("Width", width), params.SetIntegerValue("Height", height),
                params.SetEnumValueStr("PixelFormat", pixel_format)):
         if not ok:
@@ -38,7 +45,7 @@ def open_camera(kyr, width, height, pixel_format, frame_rate):
     return device
 
 
-def main():
+def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--seconds", type=float, default=10.0)
     parser.add_argument("--width", type=int, default=640)
@@ -67,7 +74,9 @@ def main():
                 buffer = next_frame(stream)
                 if buffer is None:
                     continue
-                kyr.PyShowImageOnDisplay(buffer.GetImage())
+                image = buffer.GetImage()
+                if image is not None:
+                    kyr.PyShowImageOnDisplay(image)
                 last = (buffer.GetFrameID(), buffer.GetWidth(), buffer.GetHeight())
                 shown += 1
                 stream.QueueBuffer(buffer)

@@ -12,10 +12,13 @@ the window open until standard input closes (tests and the screenshot
 script look at it then).
 """
 
+from __future__ import annotations
+
 import argparse
 import os
 import sys
 from pathlib import Path
+from typing import TYPE_CHECKING
 
 from PyQt6.QtCore import QSocketNotifier, QTimer
 from PyQt6.QtWidgets import (QApplication, QComboBox, QHBoxLayout, QLabel, QMainWindow, QPushButton, QVBoxLayout,
@@ -26,15 +29,21 @@ sys.path.insert(0, str(Path(__file__).resolve().parent))
 from grab import BUILD, enter_private_network, simulated_camera  # noqa: E402
 from live_view import open_camera  # noqa: E402
 
+if TYPE_CHECKING:
+    from libKyrCameraGuiApiPy import PyDataStream, PyDevice
+
 FORMATS = ["Mono8", "Mono12", "Mono12Packed", "BayerRG8", "RGB8"]
 WAIT_MS = 50
 
 
 class Viewer(QMainWindow):
-    def __init__(self, kyr, device, view_size):
+    def __init__(self, kyr, device: PyDevice, view_size: tuple[int, int]):
         super().__init__()
-        self.kyr, self.device, self.stream = kyr, device, None
-        self.shown, self.last = 0, None
+        self.kyr, self.device = kyr, device
+        self.stream: PyDataStream | None = None
+        self.shown = 0
+        self.last: tuple[int, int, int] | None = None
+        self.stdin_notifier: QSocketNotifier | None = None
         self.setWindowTitle("KyrCameraApiPy viewer")
         self.view = QWidget()
         self.view.setFixedSize(*view_size)
@@ -63,6 +72,9 @@ class Viewer(QMainWindow):
         if self.stream is not None:
             return
         params = self.device.GetCameraParameters()
+        if params is None:
+            self.counter.setText("no parameters")
+            return
         params.SetEnumValueStr("PixelFormat", self.formats.currentText())
         self.kyr.PyResetDisplay()
         stream = self.device.GetStreamByIndex(0)
@@ -82,10 +94,14 @@ class Viewer(QMainWindow):
         self.stream = None
 
     def fetch(self):
+        if self.stream is None:
+            return
         buffer = self.stream.GetBuffer(WAIT_MS)
         if buffer is None:
             return
-        self.kyr.PyShowImageOnDisplay(buffer.GetImage())
+        image = buffer.GetImage()
+        if image is not None:
+            self.kyr.PyShowImageOnDisplay(image)
         self.last = (buffer.GetFrameID(), buffer.GetWidth(), buffer.GetHeight())
         self.stream.QueueBuffer(buffer)
         self.shown += 1
@@ -111,7 +127,8 @@ def main():
     app = QApplication(sys.argv[:1])
     with simulated_camera():
         device = open_camera(kyr, args.width, args.height, args.pixel_format, 60.0)
-        viewer = Viewer(kyr, device, tuple(int(n) for n in args.view_size.split("x")))
+        view_width, view_height = (int(n) for n in args.view_size.split("x"))
+        viewer = Viewer(kyr, device, (view_width, view_height))
         viewer.formats.setCurrentText(args.pixel_format)
         viewer.show()
         if not viewer.attach_display():
@@ -129,7 +146,9 @@ def main():
             # Standard input closing ends the application.
             stdin = sys.stdin.fileno()
             os.set_blocking(stdin, False)
-            notifier = viewer.stdin_notifier = QSocketNotifier(stdin, QSocketNotifier.Type.Read, app)
+            # PyQt6's stubs type the descriptor as sip.voidptr; it takes an int.
+            notifier = QSocketNotifier(stdin, QSocketNotifier.Type.Read, app)  # type: ignore[call-overload]
+            viewer.stdin_notifier = notifier
 
             def drain():
                 try:
