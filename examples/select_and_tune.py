@@ -26,6 +26,7 @@ import sys
 import threading
 import time
 from pathlib import Path
+from typing import Set
 
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
@@ -46,7 +47,7 @@ def wait_for_cameras(kyr, serials, deadline_s=15.0):
     """Rescans until discovery sees every camera started here."""
     deadline = time.monotonic() + deadline_s
     while time.monotonic() < deadline:
-        found = set()
+        found: Set[str] = set()
         for iface in kyr.PyKyrSystem().GetInterfaceList() or []:
             found.update(info.GetSerialNumber() for info in iface.GetDeviceInfoList() or [])
             if serials <= found:
@@ -81,8 +82,8 @@ def main():
         if args.action:
             kyr.PyActionCamera()
             for iface in kyr.PyKyrSystem().GetInterfaceList() or []:
-                for info in iface.GetDeviceInfoList() or []:
-                    print(f"camera {info.GetSerialNumber()} at {info.GetIPAddress()}", flush=True)
+                for listed in iface.GetDeviceInfoList() or []:
+                    print(f"camera {listed.GetSerialNumber()} at {listed.GetIPAddress()}", flush=True)
             return 0
         info = kyr.PyKyrSystem().SelectCamera(0, not args.no_rescan)
         if info is None:
@@ -97,6 +98,10 @@ def main():
             print(f"cannot open the camera: error {kyr.GetLastError()}", file=sys.stderr)
             return 1
         params = device.GetCameraParameters()
+        if params is None:
+            print("the camera has no features", file=sys.stderr)
+            device.Release()
+            return 1
         kyr.PyCreateDisplay(0)
         view = kyr.PyCreateGenParamTreeViewForArray(params)
         stop = threading.Event()
@@ -121,7 +126,8 @@ def main():
         finally:
             stop.set()
             streamer.join()
-            kyr.PyDestroyGenParamTreeView(view)
+            if view is not None:
+                kyr.PyDestroyGenParamTreeView(view)
             device.Release()
     return 0
 
