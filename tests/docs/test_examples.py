@@ -14,6 +14,13 @@ pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="a private network nam
 
 EXAMPLES = Path(__file__).resolve().parents[2] / "examples"
 
+# Compressors the module lists that do not record today: the VP8, VP9 and
+# AV1 (libaom) encoders refuse to start in every container (0xE000000B), and
+# mpeg2video writes an .avi that ffprobe cannot read. Listed so that a new
+# failure, or a fix, shows up here.
+KNOWN_BROKEN_COMPRESSORS = {"libvpx-vp9", "libvpx", "libaom-av1", "mpeg2video"}
+
+
 def run(name, *arguments):
     result = subprocess.run([sys.executable, str(EXAMPLES / name), "--private-network", *arguments],
                             capture_output=True, text=True, timeout=120)
@@ -46,6 +53,15 @@ def test_configuration_round_trip():
     assert f"loaded back {saved}" in out, out
     assert f"from the file: {saved}" in out, out
     assert "unknown feature refused: True, features kept: True" in out, out
+
+
+def test_record_movies_with_each_compressor():
+    code, out, err = run("record_movies.py")
+    listed = re.search(r"^\d+ compressors: (.*)$", out, re.M).group(1).split()
+    recorded = set(re.findall(r"^(\S+) +ok: 10 frames in \.\w+, stream \w+$", out, re.M))
+    assert {"mpeg4", "mjpeg", "libx264", "ffv1", "rawvideo"} <= recorded, out
+    assert set(listed) - recorded == KNOWN_BROKEN_COMPRESSORS & set(listed), out
+    assert code == (1 if set(listed) - recorded else 0), err
 
 
 def test_multi_camera_threads_grab_both():
