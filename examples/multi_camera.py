@@ -11,6 +11,7 @@ import contextlib
 import sys
 import threading
 import time
+from typing import Dict, List
 
 from grab import BUILD, enter_private_network, simulated_camera, streaming
 
@@ -29,9 +30,10 @@ def find(kyr, serial, deadline_s=15.0):
     raise RuntimeError(f"camera {serial} not found")
 
 
-def grab_frames(device, start, results):
+def grab_frames(index, device, start, results):
     """Runs on its own thread: FRAMES frames once every thread is ready."""
-    frame_ids, failures = [], 0
+    frame_ids: List[int] = []
+    failures = 0
     with streaming(device) as stream:
         start.wait(30)
         while len(frame_ids) < FRAMES and failures < 10:
@@ -41,7 +43,7 @@ def grab_frames(device, start, results):
                 continue
             frame_ids.append(buffer.GetFrameID())
             stream.QueueBuffer(buffer)
-    results[device.GetDisplayName()] = frame_ids
+    results[index] = frame_ids
 
 
 def main():
@@ -59,20 +61,22 @@ def main():
         devices = [kyr.PyKyrCreateDevice(find(kyr, serial)) for _, serial in CAMERAS]
         for device in devices:
             params = device.GetCameraParameters()
+            assert params is not None
             params.SetIntegerValue("Width", 320)
             params.SetIntegerValue("Height", 240)
             params.SetFloatValue("AcquisitionFrameRate", 200.0)
         start = threading.Barrier(len(devices))
-        results = {}
-        threads = [threading.Thread(target=grab_frames, args=(device, start, results)) for device in devices]
+        results: Dict[int, List[int]] = {}
+        threads = [threading.Thread(target=grab_frames, args=(index, device, start, results))
+                   for index, device in enumerate(devices)]
         began = time.monotonic()
         for thread in threads:
             thread.start()
         for thread in threads:
             thread.join()
         elapsed = time.monotonic() - began
-        for device in devices:
-            ids = results.get(device.GetDisplayName(), [])
+        for index, device in enumerate(devices):
+            ids = results.get(index, [])
             print(f"{device.GetDisplayName()}: {len(ids)} frames"
                   + (f", ids {ids[0]} to {ids[-1]}" if ids else ""))
             device.Release()

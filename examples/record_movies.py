@@ -84,6 +84,7 @@ def main():
             sys.exit("the simulated camera was not found")
         device = kyr.PyKyrCreateDevice(info)
         params = device.GetCameraParameters()
+        assert params is not None
         params.SetIntegerValue("Width", 320)
         params.SetIntegerValue("Height", 240)
         params.SetEnumValueStr("PixelFormat", args.pixel_format)
@@ -91,13 +92,15 @@ def main():
         with streaming(device) as stream:
             for compressor in compressors:
                 movie, problem = record(kyr, stream, Path(folder) / compressor, compressor)
-                probed = None if problem else frames_in(movie)
-                if problem is None and probed is None:
+                probed = frames_in(movie) if movie is not None else None
+                if movie is not None and probed is None:
                     problem = f"ffprobe cannot read the {movie.suffix} file"
-                if problem is None and probed[1] != FRAMES:
+                elif movie is not None and probed is not None and probed[1] != FRAMES:
                     problem = f"{probed[1]} frames in the {movie.suffix} file"
-                print(f"{compressor:12} " + (problem or f"ok: {FRAMES} frames in {movie.suffix}, "
-                                                        f"stream {probed[0]}"))
+                elif movie is not None and probed is not None:
+                    print(f"{compressor:12} ok: {FRAMES} frames in {movie.suffix}, stream {probed[0]}")
+                    continue
+                print(f"{compressor:12} {problem}")
                 if problem:
                     failed.append(compressor)
         device.Release()

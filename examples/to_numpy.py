@@ -11,7 +11,7 @@ import sys
 
 import numpy as np
 
-from grab import BUILD, enter_private_network, find_camera, simulated_camera
+from grab import BUILD, enter_private_network, find_camera, simulated_camera, streaming
 
 FORMATS = ["Mono8", "Mono10", "Mono12", "Mono16", "Mono10Packed", "Mono12Packed",
            "BayerRG8", "BayerGR12", "BayerBG10Packed", "RGB8"]
@@ -63,29 +63,25 @@ def main():
             sys.exit("the simulated camera was not found")
         device = kyr.PyKyrCreateDevice(info)
         params = device.GetCameraParameters()
+        assert params is not None
         params.SetIntegerValue("Width", 320)
         params.SetIntegerValue("Height", 240)
         for pixel_format in FORMATS:
             if not params.SetEnumValueStr("PixelFormat", pixel_format):
                 sys.exit(f"the camera refuses {pixel_format}")
-            stream = device.GetStreamByIndex(0)
-            stream.AllocBufferQueue(4)
-            stream.StartAcquisition()
-            buffer = stream.GetBuffer(2000)
-            if buffer is None:
-                sys.exit(f"no {pixel_format} frame: error {stream.GetLastError()}")
-            image, depth = to_array(buffer)
-            y, x = np.mgrid[0:image.shape[0], 0:image.shape[1]]
-            expected = x + y
-            if image.ndim == 3:
-                expected = np.stack([x, y, x + y], axis=2)
-            expected = (expected + buffer.GetFrameID()) % (1 << depth)
-            matches = bool((image == expected).all())
-            print(f"{pixel_format:16} {buffer.GetPixelFormat():#010x} shape {image.shape} "
-                  f"dtype {image.dtype} pattern {'ok' if matches else 'WRONG'}")
-            stream.StopAcquisition(0)
-            stream.ReleaseBufferQueue()
-            stream.Release()
+            with streaming(device) as stream:
+                buffer = stream.GetBuffer(2000)
+                if buffer is None:
+                    sys.exit(f"no {pixel_format} frame: error {stream.GetLastError()}")
+                image, depth = to_array(buffer)
+                y, x = np.mgrid[0:image.shape[0], 0:image.shape[1]]
+                expected = x + y
+                if image.ndim == 3:
+                    expected = np.stack([x, y, x + y], axis=2)
+                expected = (expected + buffer.GetFrameID()) % (1 << depth)
+                matches = bool((image == expected).all())
+                print(f"{pixel_format:16} {buffer.GetPixelFormat():#010x} shape {image.shape} "
+                      f"dtype {image.dtype} pattern {'ok' if matches else 'WRONG'}")
             if not matches:
                 return 1
         device.Release()
