@@ -18,13 +18,15 @@ build: deps
 
 # C++ tests first, then the module on the real platform, then the binding on
 # the scripted one (one build per Python process), then pip installing the
-# checkout into a venv (its CMake build kept in $(BUILD_DIR)/pip), then the
-# same again with the sanitizers, and the fuzzer.
+# checkout into a venv (its CMake build kept in $(BUILD_DIR)/pip), then every
+# code block of the guides in docs/ and the examples against the simulated
+# camera, then the same again with the sanitizers, and the fuzzer.
 test: build
 	@cd $(BUILD_DIR) && ctest --output-on-failure --no-tests=ignore
 	@$(PYTEST) $(wildcard tests/platform tests/integration)
 	@$(PYTEST) tests/binding
 	@$(PYTEST) tests/install
+	@$(PYTEST) tests/docs
 	@$(MAKE) test-asan
 
 # The sanitizer suite: everything built with AddressSanitizer and
