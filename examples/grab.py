@@ -87,9 +87,9 @@ def find_camera(kyr, deadline_s: float = 15.0) -> PyDeviceInfo | None:
 
 
 def next_frame(stream: PyDataStream) -> PyBuffer | None:
-    """The next frame, or None for a frame that lost its leader: it has no
-    image, and the module gives it back to the queue itself and reports
-    -40001. Any other failure ends the demo."""
+    """The next frame, or None for a buffer without an image: the module
+    gives it back to the queue itself and reports -40001. Any other failure
+    ends the demo."""
     buffer = stream.GetBuffer(WAIT_MS)
     if buffer is None and stream.GetLastError() != UNKNOWN_ERROR:
         raise RuntimeError(f"no frame: error {stream.GetLastError()}")

@@ -1,6 +1,7 @@
 #include "stream_private.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include <image/KyrPixelType.h>
 
@@ -23,6 +24,9 @@ std::unique_ptr<AravisBuffer> AravisBuffer::create(int64_t size, void *userData)
         return nullptr;
     std::unique_ptr<AravisBuffer> buffer(new AravisBuffer);
     buffer->memory_.reset(static_cast<uint8_t *>(memory));
+    buffer->capacity_ = size_t(size);
+    // Never stale bytes in a first frame's gaps either.
+    buffer->clear();
     buffer->userData_ = userData;
     buffer->arv_.reset(arv_buffer_new_full(size_t(size), buffer->memory_.get(), buffer.get(), nullptr));
     if (!buffer->arv_)
@@ -30,7 +34,9 @@ std::unique_ptr<AravisBuffer> AravisBuffer::create(int64_t size, void *userData)
     return buffer;
 }
 
-void AravisBuffer::takeFrame(uint64_t frameId) noexcept
+void AravisBuffer::clear() noexcept { std::memset(memory_.get(), 0, capacity_); }
+
+void AravisBuffer::takeFrame(uint64_t frameId, const FrameFormat &acquiring) noexcept
 {
     ArvBuffer *frame = arv_.get();
     hasFrame_ = true;
@@ -43,12 +49,18 @@ void AravisBuffer::takeFrame(uint64_t frameId) noexcept
     imageOffset_ = 0;
     validSize_ = received;
     xOffset_ = yOffset_ = xPadding_ = yPadding_ = 0;
-    // Aravis keeps an incomplete frame's description only partly (a lost
-    // leader leaves the previous frame's payload type in place), so only a
-    // complete image frame gets geometry and pixel type.
+    if (incomplete_) {
+        // Aravis keeps an incomplete frame's description only partly (a lost
+        // leader leaves the previous frame's in place), so the frame is
+        // described as the camera was set to send it: the whole image, with
+        // what never came left as the buffer held it.
+        xOffset_ = acquiring.xOffset;
+        yOffset_ = acquiring.yOffset;
+        describe(pixelTypeFromPfnc(acquiring.pfnc), acquiring.width, acquiring.height, 0);
+        return;
+    }
     const ArvBufferPayloadType payload = arv_buffer_get_payload_type(frame);
-    if (incomplete_ ||
-        (payload != ARV_BUFFER_PAYLOAD_TYPE_IMAGE && payload != ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA) ||
+    if ((payload != ARV_BUFFER_PAYLOAD_TYPE_IMAGE && payload != ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA) ||
         arv_buffer_get_n_parts(frame) < 1 ||
         arv_buffer_get_part_data_type(frame, 0) != ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE)
         return;
@@ -63,17 +75,27 @@ void AravisBuffer::takeFrame(uint64_t frameId) noexcept
     }
     xOffset_ = x;
     yOffset_ = y;
-    xPadding_ = xPadding;
     yPadding_ = yPadding;
-    const uint32_t pixelType = pixelTypeFromPfnc(arv_buffer_get_image_pixel_format(frame));
+    describe(pixelTypeFromPfnc(arv_buffer_get_image_pixel_format(frame)), uint32_t(width > 0 ? width : 0),
+             uint32_t(height > 0 ? height : 0), xPadding > 0 ? xPadding : 0);
+}
+
+void AravisBuffer::describe(uint32_t pixelType, uint32_t width, uint32_t height, int32_t xPadding) noexcept
+{
+    xPadding_ = xPadding;
     image_.pixelType = pixelType;
-    image_.width = uint32_t(width > 0 ? width : 0);
-    image_.height = uint32_t(height > 0 ? height : 0);
+    image_.width = width;
+    image_.height = height;
     image_.bitDepth = KyrPixelBitDepthOf(pixelType);
     image_.components = KyrPixelComponentsOf(pixelType);
     image_.packing = (pixelType >> 8) & 0xFF;
     image_.bitsPerPixel = KyrPixelBitsOf(pixelType);
-    image_.stride = uint32_t(lineBytes(pixelType, image_.width) + uint32_t(xPadding > 0 ? xPadding : 0));
+    image_.stride = uint32_t(lineBytes(pixelType, width) + uint32_t(xPadding));
+    if (incomplete_) {
+        // The whole image is handed over, as far as the buffer holds it.
+        const uint64_t whole = uint64_t(image_.stride) * height;
+        validSize_ = whole < capacity_ ? whole : capacity_;
+    }
     image_.size = validSize_;
     image_.data = memory_.get() + imageOffset_;
 }

@@ -119,11 +119,17 @@ void AravisStream::collect()
                 continue;
             const bool limitReached = frameLimit_ != kWithoutLimit && frameCount_ >= frameLimit_;
             if (limitReached || (!acquiring_ && discardLate_)) {
-                pushToInput(*buffer);
+                requeue(*buffer);
+                continue;
+            }
+            uint64_t frameId = 0;
+            if (!nextFrameId(arv_buffer_get_frame_id(popped.get()), frameId)) {
+                requeue(*buffer);
                 continue;
             }
             ++frameCount_;
-            buffer->takeFrame(widen(arv_buffer_get_frame_id(popped.get())));
+            lossSeen_ = lossSeen_ || arv_buffer_get_status(popped.get()) != ARV_BUFFER_STATUS_SUCCESS;
+            buffer->takeFrame(frameId, format_);
             buffer->state = AravisBuffer::State::Output;
             output_.push_back(buffer);
         }
@@ -131,15 +137,31 @@ void AravisStream::collect()
     }
 }
 
-// GigE Vision block ids have 16 bits and skip 0 when they wrap.
-uint64_t AravisStream::widen(uint64_t rawId) noexcept
+// GigE Vision block ids have 16 bits and skip 0 when they wrap. When packets
+// go missing, Aravis hands over further pieces of a frame it has already
+// closed as incomplete, as frames of their own with the same id: a frame is
+// delivered once, so an id at or before the last one delivered is dropped.
+bool AravisStream::nextFrameId(uint64_t rawId, uint64_t &frameId) noexcept
 {
-    if (!device_.gige() || rawId > 0xFFFF)
-        return rawId;
+    if (!device_.gige() || rawId > 0xFFFF) {
+        frameId = rawId;
+        return true;
+    }
+    if (rawId == 0)
+        return false;
+    uint64_t id = (idEpoch_ << 16) | rawId;
     if (rawId + 0x8000 < lastRawId_)
-        ++idEpoch_;
+        id += 0x10000;
+    else if (rawId > lastRawId_ + 0x8000 && idEpoch_ > 0)
+        id -= 0x10000;
+    if (sequenced_ && id <= lastId_)
+        return false;
+    sequenced_ = true;
+    lastId_ = id;
     lastRawId_ = rawId;
-    return (idEpoch_ << 16) | rawId;
+    idEpoch_ = id >> 16;
+    frameId = id;
+    return true;
 }
 
 AravisBuffer *AravisStream::find(Buffer *buffer) noexcept
@@ -155,6 +177,17 @@ void AravisStream::pushToInput(AravisBuffer &buffer) noexcept
 {
     buffer.state = AravisBuffer::State::Input;
     arv_stream_push_buffer(stream_.get(), addRef(buffer.arv()).release());
+}
+
+void AravisStream::requeue(AravisBuffer &buffer) noexcept
+{
+    // Aravis writes only the packets that came, so a buffer that is not
+    // cleared would show an older frame through the gaps of the next
+    // incomplete one. Clearing costs a pass over the memory per frame, paid
+    // only on a link that has lost packets.
+    if (lossSeen_)
+        buffer.clear();
+    pushToInput(buffer);
 }
 
 void AravisStream::drainAravis() noexcept
@@ -185,6 +218,20 @@ KyrCamErr AravisStream::executeAcquisition(bool start) noexcept
     if (start && lockable) {
         arv_device_set_integer_feature_value(device_.arv(), "TLParamsLocked", 1, error.out());
         error.code();
+    }
+    if (start) {
+        const auto feature = [&](const char *name) {
+            const int64_t value = arv_device_get_integer_feature_value(device_.arv(), name, error.out());
+            return error.code() == kOk ? value : 0;
+        };
+        FrameFormat format;
+        format.pfnc = uint32_t(feature("PixelFormat"));
+        format.width = uint32_t(std::clamp<int64_t>(feature("Width"), 0, UINT32_MAX));
+        format.height = uint32_t(std::clamp<int64_t>(feature("Height"), 0, UINT32_MAX));
+        format.xOffset = int32_t(std::clamp<int64_t>(feature("OffsetX"), 0, INT32_MAX));
+        format.yOffset = int32_t(std::clamp<int64_t>(feature("OffsetY"), 0, INT32_MAX));
+        std::lock_guard<std::mutex> formatLock(mutex_);
+        format_ = format;
     }
     arv_device_execute_command(device_.arv(), start ? "AcquisitionStart" : "AcquisitionStop", error.out());
     const KyrCamErr code = error.code();
@@ -246,6 +293,8 @@ KyrCamErr AravisStream::StartAcquisition(uint64_t frameCount, const void *reserv
         discardLate_ = false;
         frameLimit_ = frameCount;
         frameCount_ = 0;
+        // A camera may count its frames from 1 again.
+        sequenced_ = false;
     }
     const KyrCamErr code = executeAcquisition(true);
     if (code != kOk) {
@@ -292,7 +341,7 @@ KyrCamErr AravisStream::FlushBuffers(int32_t mode) noexcept
         }
         for (auto &buffer : buffers_) {
             if (buffer->state == AravisBuffer::State::Announced)
-                pushToInput(*buffer);
+                requeue(*buffer);
         }
         return kOk;
     }
@@ -364,7 +413,7 @@ KyrCamErr AravisStream::QueueBuffer(Buffer *buffer) noexcept
         return kErrInvalidBuffer;
     if (own->state != AravisBuffer::State::Announced)
         return kErrResourceInUse;
-    pushToInput(*own);
+    requeue(*own);
     return kOk;
 }
 

@@ -29,6 +29,16 @@ struct AlignedFree {
     void operator()(uint8_t *memory) const noexcept;
 };
 
+// What the camera was set to send when the acquisition started: an
+// incomplete frame is described with it, whatever of its leader came.
+struct FrameFormat {
+    uint32_t pfnc = 0;
+    uint32_t width = 0;
+    uint32_t height = 0;
+    int32_t xOffset = 0;
+    int32_t yOffset = 0;
+};
+
 class AravisBuffer final : public Buffer
 {
 public:
@@ -44,7 +54,11 @@ public:
     ArvBuffer *arv() noexcept { return arv_.get(); }
     State state = State::Announced;
     // Takes the description of the frame Aravis put in; `frameId` widened.
-    void takeFrame(uint64_t frameId) noexcept;
+    // An incomplete frame is described by `acquiring`.
+    void takeFrame(uint64_t frameId, const FrameFormat &acquiring) noexcept;
+    // Zeroes the memory, so that the packets missing from the next frame
+    // read as zero.
+    void clear() noexcept;
 
     KyrImage *GetImage() noexcept override;
     uint8_t *GetBufferPtr() noexcept override { return memory_.get(); }
@@ -63,8 +77,10 @@ public:
 
 private:
     AravisBuffer() = default;
+    void describe(uint32_t pixelType, uint32_t width, uint32_t height, int32_t xPadding) noexcept;
 
     std::unique_ptr<uint8_t, AlignedFree> memory_;
+    size_t capacity_ = 0;
     GObjectPtr<ArvBuffer> arv_;
     void *userData_ = nullptr;
     bool hasFrame_ = false;
@@ -112,11 +128,17 @@ private:
     // Callers hold mutex_.
     AravisBuffer *find(Buffer *buffer) noexcept;
     void pushToInput(AravisBuffer &buffer) noexcept;
-    uint64_t widen(uint64_t rawId) noexcept;
+    // The frame id to deliver for Aravis's, widened; false for a piece of a
+    // frame already delivered.
+    bool nextFrameId(uint64_t rawId, uint64_t &frameId) noexcept;
     // Takes every buffer back from Aravis's queues; caller holds no lock.
     void drainAravis() noexcept;
-    // Runs AcquisitionStart or AcquisitionStop on the camera.
+    // Runs AcquisitionStart or AcquisitionStop on the camera; starting
+    // first notes the frame format into format_ (caller holds no lock).
     KyrCamErr executeAcquisition(bool start) noexcept;
+    // Queues a buffer the script gives back, cleared once the stream has
+    // lost packets; caller holds mutex_.
+    void requeue(AravisBuffer &buffer) noexcept;
 
     AravisDevice &device_;
     std::mutex mutex_;
@@ -127,11 +149,16 @@ private:
     bool acquiring_ = false;
     bool discardLate_ = false;
     bool lost_ = false;
+    // An incomplete frame came: from now on buffers are cleared when queued.
+    bool lossSeen_ = false;
+    FrameFormat format_;
     bool closing_ = false;  // the last handle is gone: waits end, none start
     uint64_t frameLimit_ = 0;
     uint64_t frameCount_ = 0;
     unsigned waiters_ = 0;
     uint64_t cancels_ = 0;
+    bool sequenced_ = false;  // lastId_ holds a frame delivered in this acquisition
+    uint64_t lastId_ = 0;
     uint64_t lastRawId_ = 0;
     uint64_t idEpoch_ = 0;
     GObjectPtr<ArvStream> stream_;
