@@ -288,7 +288,13 @@ Py::Object PyDevice::RegisterEvent(const Py::Tuple &args)
     const uint32_t id = low32Of(eventId_);
     // The library's code is not answered: registration reports success
     // regardless. It only tells whether the library now holds this wrapper.
-    if (native->RegisterEvent(id, &PyDevice::CameraCallback, this) == KyrCam::kOk)
+    // A camera event is switched on in the camera, a round trip or more.
+    KyrCamErr code = KyrCam::kOk;
+    {
+        NativeCall call(device_.lifetime());
+        code = native->RegisterEvent(id, &PyDevice::CameraCallback, this);
+    }
+    if (code == KyrCam::kOk)
         registeredIds_.insert(id);
     holdForEvents();
     return Py::True();
@@ -305,7 +311,10 @@ Py::Object PyDevice::UnRegisterEvent(const Py::Tuple &args)
     if (!native)
         return Py::False();
     const uint32_t id = low32Of(eventId_);
-    native->UnRegisterEvent(id, &PyDevice::CameraCallback, this);
+    {
+        NativeCall call(device_.lifetime());
+        native->UnRegisterEvent(id, &PyDevice::CameraCallback, this);
+    }
     registeredIds_.erase(id);
     holdForEvents();
     return Py::True();

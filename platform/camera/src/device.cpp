@@ -86,6 +86,8 @@ KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_p
 AravisDevice::~AravisDevice()
 {
     watch_.reset();
+    // Nothing is posted for this device from here on.
+    messages_.reset();
     if (lostSignal_) {
         std::lock_guard<std::mutex> lock(lostSignal_->mutex);
         lostSignal_->device = nullptr;
@@ -223,13 +225,115 @@ KyrCamErr AravisDevice::WriteMem(int64_t address, const void *data, uint64_t siz
 KyrCamErr AravisDevice::RegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept
 {
     AravisSystem *system = aravisSystem();
-    return system ? system->events().add(this, eventId, callback, context) : kErrNotInitialized;
+    if (!system)
+        return kErrNotInitialized;
+    if (eventId == kEventDeviceLost)
+        return system->events().add(this, eventId, callback, context);
+    const std::string entry = gige_ ? eventNamed(eventId) : std::string();
+    if (entry.empty())
+        return kErrNotImplemented;
+    if (lost_)
+        return kErrIo;
+    std::lock_guard<std::mutex> lock(eventsMutex_);
+    KyrCamErr code = openMessageChannel();
+    if (code != kOk)
+        return code;
+    code = system->events().add(this, eventId, callback, context);
+    if (code != kOk)
+        return code;
+    code = notify(entry, true);
+    if (code != kOk)
+        system->events().remove(this, eventId, callback, context);
+    return code;
 }
 
 KyrCamErr AravisDevice::UnRegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept
 {
     AravisSystem *system = aravisSystem();
-    return system ? system->events().remove(this, eventId, callback, context) : kErrNotInitialized;
+    if (!system)
+        return kErrNotInitialized;
+    const KyrCamErr code = system->events().remove(this, eventId, callback, context);
+    if (code != kOk || eventId == kEventDeviceLost || lost_)
+        return code;
+    // The camera stops sending what nobody waits for; a camera that refuses
+    // is not worth failing the withdrawal, which has happened.
+    std::lock_guard<std::mutex> lock(eventsMutex_);
+    if (!system->events().has(this, eventId)) {
+        const std::string entry = eventNamed(eventId);
+        if (!entry.empty())
+            notify(entry, false);
+    }
+    return code;
+}
+
+std::string AravisDevice::eventNamed(uint32_t eventId) noexcept
+{
+    if (!camera_)
+        return {};
+    try {
+        std::lock_guard<std::recursive_mutex> lock(camera_->mutex());
+        ArvGcNode *selector = arv_gc_get_node(camera_->gc(), "EventSelector");
+        if (!selector || !ARV_IS_GC_ENUMERATION(selector))
+            return {};
+        for (const GSList *item = arv_gc_enumeration_get_entries(ARV_GC_ENUMERATION(selector)); item;
+             item = item->next) {
+            const std::string entry = arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(item->data));
+            ArvGcNode *id = arv_gc_get_node(camera_->gc(), ("Event" + entry).c_str());
+            if (!id || !ARV_IS_GC_INTEGER(id))
+                continue;
+            AravisError error;
+            const int64_t value = arv_gc_integer_get_value(ARV_GC_INTEGER(id), error.out());
+            if (error.code() == kOk && value == int64_t(eventId))
+                return entry;
+        }
+    } catch (...) {
+    }
+    return {};
+}
+
+KyrCamErr AravisDevice::openMessageChannel() noexcept
+{
+    if (messages_)
+        return kOk;
+    KyrCamErr code = kOk;
+    auto channel = MessageChannel::open(
+        info_.owner().hostAddress(),
+        [this](const GvcpEvent &event) {
+            if (AravisSystem *system = aravisSystem())
+                system->events().post(this, event.id, event.data);
+        },
+        code);
+    if (!channel)
+        return code;
+    // Commands are sent again after 200 ms, three times at most: the channel
+    // answers at once, so only a lost datagram makes the camera wait.
+    const std::pair<uint32_t, uint32_t> registers[] = {
+        { kGvcpRegMessageAddress, info_.owner().hostAddress() },
+        { kGvcpRegMessageTimeout, 200 },
+        { kGvcpRegMessageRetries, 3 },
+        { kGvcpRegMessagePort, channel->port() },
+    };
+    for (const auto &[address, value] : registers) {
+        AravisError error;
+        arv_device_write_register(device_.get(), address, value, error.out());
+        if (error.code() != kOk)
+            return error.code();
+    }
+    messages_ = std::move(channel);
+    return kOk;
+}
+
+KyrCamErr AravisDevice::notify(const std::string &entry, bool on) noexcept
+{
+    if (!camera_)
+        return kErrNotAvailable;
+    std::lock_guard<std::recursive_mutex> lock(camera_->mutex());
+    AravisError error;
+    arv_device_set_string_feature_value(device_.get(), "EventSelector", entry.c_str(), error.out());
+    if (error.code() != kOk)
+        return error.code();
+    arv_device_set_string_feature_value(device_.get(), "EventNotification", on ? "On" : "Off", error.out());
+    return error.code();
 }
 
 KyrGenParam::Array *AravisDevice::GetTransportParameters(KyrCamErr *err) noexcept

@@ -18,6 +18,7 @@
 #include "genparam_private.h"
 #include "link_watch_private.h"
 #include "local_port_private.h"
+#include "message_channel_private.h"
 
 namespace KyrCam {
 
@@ -94,6 +95,14 @@ private:
     static void dropLostSignal(gpointer signal, GClosure *closure);
     // Drops the Aravis device; that of a lost device on the system's reaper.
     void dropDevice() noexcept;
+    // The EventSelector entry whose Event<entry> feature holds `eventId`;
+    // empty when the camera has no such event.
+    std::string eventNamed(uint32_t eventId) noexcept;
+    // Opens the message channel once and points the camera at it; caller
+    // holds eventsMutex_.
+    KyrCamErr openMessageChannel() noexcept;
+    // Turns the camera's notification of event `entry` on or off.
+    KyrCamErr notify(const std::string &entry, bool on) noexcept;
 
     AravisDeviceInfo &info_;
     const int32_t mode_;
@@ -104,6 +113,10 @@ private:
     gulong lostHandler_ = 0;
     // GigE Vision cameras only; stopped first when the device goes.
     std::unique_ptr<LinkWatch> watch_;
+    // Serialises the registration of camera events; the channel exists from
+    // the first one on (GigE Vision cameras only).
+    std::mutex eventsMutex_;
+    std::unique_ptr<MessageChannel> messages_;
     std::atomic<bool> lost_{ false };
     std::unique_ptr<AravisParamArray> camera_;
     std::mutex transportMutex_;

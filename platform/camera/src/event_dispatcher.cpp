@@ -25,8 +25,6 @@ EventDispatcher::~EventDispatcher()
 
 KyrCamErr EventDispatcher::add(const void *owner, uint32_t eventId, EventCallback callback, void *context) noexcept
 {
-    if (eventId != kEventDeviceLost)
-        return kErrNotImplemented;
     if (!callback)
         return kErrInvalidParameter;
     try {
@@ -41,6 +39,13 @@ KyrCamErr EventDispatcher::add(const void *owner, uint32_t eventId, EventCallbac
     } catch (...) {
         return kErrOutOfMemory;
     }
+}
+
+bool EventDispatcher::has(const void *owner, uint32_t eventId) noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::any_of(registrations_.begin(), registrations_.end(),
+                       [&](const auto &entry) { return entry->owner == owner && entry->eventId == eventId; });
 }
 
 KyrCamErr EventDispatcher::remove(const void *owner, uint32_t eventId, EventCallback callback, void *context) noexcept

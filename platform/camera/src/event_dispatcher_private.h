@@ -27,12 +27,14 @@ public:
     EventDispatcher(const EventDispatcher &) = delete;
     EventDispatcher &operator=(const EventDispatcher &) = delete;
 
-    // Codes: kErrNotImplemented (unknown event id), kErrInvalidParameter (null
-    // callback), kErrOutOfMemory.
+    // Any event id: the device says which ones it can send. Codes:
+    // kErrInvalidParameter (null callback), kErrOutOfMemory.
     KyrCamErr add(const void *owner, uint32_t eventId, EventCallback callback, void *context) noexcept;
     // Codes: kErrInvalidParameter (no such registration). Waits for a running
     // call of it unless the host runs Python or the caller is that call.
     KyrCamErr remove(const void *owner, uint32_t eventId, EventCallback callback, void *context) noexcept;
+    // Whether `owner` has a registration for `eventId`.
+    bool has(const void *owner, uint32_t eventId) noexcept;
     // Withdraws every registration of `owner`, with the waiting rule of remove.
     void removeAll(const void *owner) noexcept;
     // Queues an event of `owner` for delivery; returns at once.
