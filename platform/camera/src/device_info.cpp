@@ -169,8 +169,12 @@ KyrCamErr AravisDeviceInfo::ForceIP(const char *address, const char *mask, const
     }
     if (!device.gige)
         return kErrNotAvailable;
-    const uint32_t broadcast = owner_.hostAddress() | ~owner_.hostMask();
-    const KyrCamErr code = gvcpForceIp(owner_.hostAddress(), broadcast, kGvcpPort, device.mac, newAddress, newMask,
+    // The limited broadcast reaches a camera whatever subnet it is on (the
+    // adapter's own broadcast is dropped by a camera on another one). The
+    // loopback adapter cannot broadcast and delivers its subnet's locally.
+    const uint32_t host = owner_.hostAddress();
+    const uint32_t broadcast = (host >> 24) == 127 ? host | ~owner_.hostMask() : 0xFFFFFFFF;
+    const KyrCamErr code = gvcpForceIp(host, broadcast, kGvcpPort, device.mac, newAddress, newMask,
                                        newGateway, kForceIpTimeoutMs);
     if (code != kOk)
         return code;
