@@ -27,17 +27,22 @@ def _run(*command: str) -> None:
 
 class Link:
     """One link; `camera_address` lives in the camera namespace,
-    `host_address` in the caller's. Both are on `subnet`.24."""
+    `host_address` in the caller's. Both are on `subnet`.0/24, unless
+    `camera_subnet` puts the camera on another one (a camera whose address
+    does not fit the network it was plugged into): it then still reaches
+    the host's subnet directly on the link, as a camera without routing
+    does."""
 
     def __init__(self, rate: str = "1gbit", loss: float = 0.0, subnet: str = "192.168.77",
-                 name: str | None = None) -> None:
+                 camera_subnet: str | None = None, name: str | None = None) -> None:
         if not 0.0 <= loss <= 1.0:
             raise ValueError(f"loss {loss} is not a fraction")
         self.rate = rate
         self.loss = loss
         self.namespace = name or f"kyrcam{os.getpid()}"
+        self.subnet = subnet
         self.host_address = f"{subnet}.1"
-        self.camera_address = f"{subnet}.2"
+        self.camera_address = f"{camera_subnet or subnet}.2"
         self._host_link = f"kh{os.getpid() % 100000}"
         self._camera_link = f"kc{os.getpid() % 100000}"
         self._processes: list[subprocess.Popen[bytes]] = []
@@ -52,6 +57,11 @@ class Link:
             self.exec("ip", "link", "set", "lo", "up")
             self.exec("ip", "addr", "add", f"{self.camera_address}/24", "dev", self._camera_link)
             self.exec("ip", "link", "set", self._camera_link, "up")
+            if not self.camera_address.startswith(f"{self.subnet}."):
+                self.exec("ip", "route", "add", f"{self.subnet}.0/24", "dev", self._camera_link)
+                # The host takes the answers of an address it has no route to.
+                for setting in ("all", "default", self._host_link):
+                    _run("sysctl", "-qw", f"net.ipv4.conf.{setting}.rp_filter=0")
             # A queue deep enough for a whole large frame: a camera sends a
             # frame as one burst, the shaper spreads it at the link's rate.
             shaper = ["root", "tbf", "rate", self.rate, "burst", "256kb", "limit", "32mb"]
