@@ -22,3 +22,19 @@ def import_module(lib_dir: Path):
         return loaded
     sys.path.insert(0, str(lib_dir))
     return importlib.import_module("libKyrCameraGuiApiPy")
+
+
+def run_child(code: str, *args: str, timeout: float = 180) -> dict:
+    """Runs `code` in a fresh Python process (which typically enters a
+    network namespace of its own), with examples/ and tests/ on its path
+    ahead of `args`, and returns the JSON object its last line of output
+    prints. A failing child fails the test with its standard error."""
+    import json
+    import subprocess
+
+    run = subprocess.run([sys.executable, "-c", "import sys; sys.path[:0] = sys.argv[1:3]\n" + code,
+                          str(REPO / "examples"), str(REPO / "tests"), *args],
+                         env={**os.environ, "KYR_BUILD_DIR": str(BUILD)}, capture_output=True, text=True,
+                         timeout=timeout)
+    assert run.returncode == 0, run.stderr[-4000:]
+    return json.loads(run.stdout.strip().splitlines()[-1])

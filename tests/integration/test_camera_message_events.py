@@ -3,9 +3,7 @@ callable: one exposure-end event per frame, carrying the frame's id; a
 callable that withdraws itself gets no further call; the device lost while
 events flow. Runs in a child process in a network namespace of its own."""
 
-import json
 import os
-import subprocess
 import sys
 import textwrap
 from pathlib import Path
@@ -14,13 +12,12 @@ import pytest
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 
-from kyrbuild import BUILD, REPO  # noqa: E402
+from kyrbuild import run_child  # noqa: E402
 
 pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="a private network namespace needs root")
 
 CHILD = textwrap.dedent("""
     import json, signal, struct, sys, threading
-    sys.path.insert(0, sys.argv[1])
     from grab import BUILD, enter_private_network, find_camera, simulated_camera
     enter_private_network()
     sys.path.insert(0, str(BUILD / "lib"))
@@ -92,11 +89,7 @@ CHILD = textwrap.dedent("""
 
 
 def test_exposure_end_events_match_the_frames_and_follow_the_lifetime_rules():
-    run = subprocess.run([sys.executable, "-c", CHILD, str(REPO / "examples")],
-                         env={**os.environ, "KYR_BUILD_DIR": str(BUILD)}, capture_output=True, text=True,
-                         timeout=120)
-    assert run.returncode == 0, run.stderr
-    report = json.loads(run.stdout.strip().splitlines()[-1])
+    report = run_child(CHILD)
     assert report["all_came"]
     assert report["event_ids"] == report["frame_ids"]
     assert report["sizes"] == [16]

@@ -3,9 +3,7 @@
 broadcast discovery through the module, listed as on another subnet, moved
 with PyDeviceInfo.ForceIP, found again at its new address and opened."""
 
-import json
 import os
-import subprocess
 import sys
 import textwrap
 from pathlib import Path
@@ -14,13 +12,12 @@ import pytest
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 
-from kyrbuild import BUILD, REPO  # noqa: E402
+from kyrbuild import run_child  # noqa: E402
 
 pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="network namespaces need root")
 
 CHILD = textwrap.dedent("""
     import json, sys, time
-    sys.path[:0] = [sys.argv[1], sys.argv[2]]
     from grab import BUILD, SERIAL, SIM_CAMERA, enter_private_network
     from linkmodel import Link
     enter_private_network()
@@ -53,11 +50,7 @@ CHILD = textwrap.dedent("""
 
 
 def test_a_camera_on_another_subnet_is_found_forced_and_opened():
-    run = subprocess.run([sys.executable, "-c", CHILD, str(REPO / "examples"), str(REPO / "tests")],
-                         env={**os.environ, "KYR_BUILD_DIR": str(BUILD)}, capture_output=True, text=True,
-                         timeout=120)
-    assert run.returncode == 0, run.stderr
-    report = json.loads(run.stdout.strip().splitlines()[-1])
+    report = run_child(CHILD)
     # Access status 5: on another subnet, unreachable until forced; 1: free.
     assert report["before"] == 5
     assert report["forced"] is True

@@ -3,9 +3,7 @@ random loss of the camera's stream packets): every frame reaches Python,
 either complete with the camera's exact pattern or flagged incomplete with
 the geometry the stream is acquiring and the missing packets zero."""
 
-import json
 import os
-import subprocess
 import sys
 import textwrap
 from pathlib import Path
@@ -14,13 +12,12 @@ import pytest
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 
-from kyrbuild import BUILD, REPO  # noqa: E402
+from kyrbuild import run_child  # noqa: E402
 
 pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="network namespaces need root")
 
 CHILD = textwrap.dedent("""
     import json, sys
-    sys.path[:0] = [sys.argv[1], sys.argv[2]]
     from grab import BUILD, SERIAL, SIM_CAMERA, enter_private_network, find_camera
     from linkmodel import Link
     enter_private_network()
@@ -79,11 +76,7 @@ CHILD = textwrap.dedent("""
 
 
 def stream_over_link(frames, loss):
-    run = subprocess.run([sys.executable, "-c", CHILD, str(REPO / "examples"), str(REPO / "tests"), str(frames),
-                          str(loss)], env={**os.environ, "KYR_BUILD_DIR": str(BUILD)}, capture_output=True,
-                         text=True, timeout=180)
-    assert run.returncode == 0, run.stderr
-    return json.loads(run.stdout.strip().splitlines()[-1])
+    return run_child(CHILD, str(frames), str(loss))
 
 
 def test_frames_over_a_lossy_link_are_complete_and_right_or_flagged():
