@@ -1,0 +1,72 @@
+// The simulated camera's register file and frame source: Aravis's fake camera
+// (bootstrap and feature registers, memory with the GenICam description,
+// frame pacing, the test pattern) behind one lock, and a wake-up for the
+// stream thread whenever the client writes. Any thread.
+#pragma once
+
+#include <arv.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace SimCamera {
+
+struct GObjectUnref {
+    void operator()(gpointer object) const noexcept { g_object_unref(object); }
+};
+template <typename T>
+using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
+
+class DeviceModel
+{
+public:
+    // The model with `xml` as description, the bootstrap registers filled in
+    // for a GigE Vision device with `serial` and `mac`; null if the
+    // description cannot be loaded.
+    static std::unique_ptr<DeviceModel> create(const std::string &serial, const std::string &xml, uint64_t mac);
+
+    bool readRegister(uint32_t address, uint32_t &value);
+    bool writeRegister(uint32_t address, uint32_t value);
+    bool readMemory(uint32_t address, uint32_t size, uint8_t *out);
+    bool writeMemory(uint32_t address, uint32_t size, const uint8_t *data);
+    // The register's value, 0 when it cannot be read.
+    uint32_t value(uint32_t address);
+
+    void setFillPattern(ArvFakeCameraFillPattern fill);
+
+    // The current address and mask that discovery reports (host order).
+    void setAddress(uint32_t address, uint32_t mask);
+
+    // Acquisition is on and a client holds control.
+    bool acquiring();
+    bool softwareTriggerMode();
+    // True once per TriggerSoftware written.
+    bool takeSoftwareTrigger();
+    // Microseconds until the next frame of the free-running or hardware
+    // triggered pace.
+    uint64_t microsecondsToNextFrame();
+    // Fills `buffer` (at least payload() bytes) with the next frame: geometry,
+    // pixel format, frame id, timestamp and pattern.
+    void fill(ArvBuffer *buffer);
+    size_t payload();
+
+    // The number of writes so far; waitForWrite() returns once it differs from
+    // `seen`, after `timeoutUs`, or after interrupt().
+    uint64_t writes();
+    void waitForWrite(uint64_t seen, uint64_t timeoutUs);
+    void interrupt();
+
+private:
+    explicit DeviceModel(GObjectPtr<ArvFakeCamera> camera);
+    void changed();
+
+    const GObjectPtr<ArvFakeCamera> camera_;
+    std::mutex mutex_;
+    std::condition_variable written_;
+    uint64_t writes_ = 0;  // under mutex_
+};
+
+} // namespace SimCamera

@@ -1,0 +1,14 @@
+// The simulated camera's test pattern: pixel (x, y) of frame f has the value
+// x + y + f, cut to the format's bits (mono, Bayer, packed); RGB8 carries
+// x + f, y + f and x + y + f. f is the frame's block id. Tests check received
+// frames against it.
+#pragma once
+
+#include <arv.h>
+
+namespace SimCamera {
+
+// Aravis's fake camera fill callback (ArvFakeCameraFillPattern).
+void fillPattern(ArvBuffer *buffer, void *data, guint32 exposureUs, guint32 gain, ArvPixelFormat format);
+
+} // namespace SimCamera
