@@ -21,9 +21,23 @@ constexpr uint32_t kMessageRetries = 3;
 
 } // namespace
 
-DeviceModel::DeviceModel(GObjectPtr<ArvFakeCamera> camera)
+DeviceModel::DeviceModel(GObjectPtr<ArvFakeCamera> camera, size_t xmlSize)
     : camera_(std::move(camera))
+    , xmlSize_(xmlSize)
 {
+}
+
+bool DeviceModel::readable(uint32_t address, uint32_t size) const
+{
+    // The description is read in whole words: its last one may pass its end.
+    const uint64_t end = uint64_t(address) + size;
+    return writable(address, size) ||
+           (address >= ARV_FAKE_CAMERA_MEMORY_SIZE && end <= ARV_FAKE_CAMERA_MEMORY_SIZE + (xmlSize_ + 3) / 4 * 4);
+}
+
+bool DeviceModel::writable(uint32_t address, uint32_t size)
+{
+    return uint64_t(address) + size <= ARV_FAKE_CAMERA_MEMORY_SIZE;
 }
 
 std::unique_ptr<DeviceModel> DeviceModel::create(const std::string &serial, const std::string &xml, uint64_t mac)
@@ -49,17 +63,21 @@ std::unique_ptr<DeviceModel> DeviceModel::create(const std::string &serial, cons
     };
     for (const auto &[address, value] : bootstrap)
         arv_fake_camera_write_register(registers, address, value);
-    return std::unique_ptr<DeviceModel>(new DeviceModel(std::move(camera)));
+    return std::unique_ptr<DeviceModel>(new DeviceModel(std::move(camera), size));
 }
 
 bool DeviceModel::readRegister(uint32_t address, uint32_t &value)
 {
+    if (!readable(address, 4))
+        return false;
     std::lock_guard<std::mutex> lock(mutex_);
     return arv_fake_camera_read_register(camera_.get(), address, &value);
 }
 
 bool DeviceModel::writeRegister(uint32_t address, uint32_t value)
 {
+    if (!writable(address, 4))
+        return false;
     bool written = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -71,12 +89,16 @@ bool DeviceModel::writeRegister(uint32_t address, uint32_t value)
 
 bool DeviceModel::readMemory(uint32_t address, uint32_t size, uint8_t *out)
 {
+    if (!readable(address, size))
+        return false;
     std::lock_guard<std::mutex> lock(mutex_);
     return arv_fake_camera_read_memory(camera_.get(), address, size, out);
 }
 
 bool DeviceModel::writeMemory(uint32_t address, uint32_t size, const uint8_t *data)
 {
+    if (!writable(address, size))
+        return false;
     bool written = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);

@@ -60,10 +60,16 @@ public:
     void interrupt();
 
 private:
-    explicit DeviceModel(GObjectPtr<ArvFakeCamera> camera);
+    DeviceModel(GObjectPtr<ArvFakeCamera> camera, size_t xmlSize);
     void changed();
+    // Whether [address, address + size) lies in the register memory, or in
+    // the description after it for reading; the fake camera itself does not
+    // check.
+    bool readable(uint32_t address, uint32_t size) const;
+    static bool writable(uint32_t address, uint32_t size);
 
     const GObjectPtr<ArvFakeCamera> camera_;
+    const size_t xmlSize_;
     std::mutex mutex_;
     std::condition_variable written_;
     uint64_t writes_ = 0;  // under mutex_

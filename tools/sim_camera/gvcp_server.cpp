@@ -348,8 +348,13 @@ void GvcpServer::checkHeartbeat()
     if (!controlled_)
         return;
     const uint32_t timeoutMs = std::max(model_.value(kRegHeartbeatTimeout), kShortestHeartbeatMs);
-    if (Clock::now() - lastHeard_ > std::chrono::milliseconds(timeoutMs))
-        dropControl();
+    if (Clock::now() - lastHeard_ <= std::chrono::milliseconds(timeoutMs))
+        return;
+    std::printf("kyr-sim-camera: control of %s:%u dropped: no heartbeat for %u ms\n",
+                formatAddress(ntohl(controller_.sin_addr.s_addr)).c_str(), unsigned(ntohs(controller_.sin_port)),
+                unsigned(timeoutMs));
+    std::fflush(stdout);
+    dropControl();
 }
 
 void GvcpServer::acknowledge(const sockaddr_in &to, uint8_t flags, uint16_t command, uint16_t requestId,
