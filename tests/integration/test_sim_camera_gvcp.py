@@ -174,13 +174,13 @@ def camera(namespace):
     started.stop()
 
 
-def start_stream(namespace, client, camera, width=FRAME_WIDTH, height=FRAME_HEIGHT):
-    """Takes control and starts 100 fps of width x height Mono8 to a socket
-    of the test's: the socket."""
+def start_stream(namespace, client):
+    """Takes control and starts 100 fps of the small frames to a socket of
+    the test's: the socket."""
     receiver = namespace.socket()
     receiver.settimeout(WAIT_S)
     client.set((CCP, CONTROL))
-    client.set((WIDTH, width), (HEIGHT, height), (FRAME_PERIOD_US, 10000), (SCPS, PACKET_SIZE),
+    client.set((WIDTH, FRAME_WIDTH), (HEIGHT, FRAME_HEIGHT), (FRAME_PERIOD_US, 10000), (SCPS, PACKET_SIZE),
                (SCDA, 0x7F000001), (SCP, receiver.getsockname()[1]))
     client.set((ACQUISITION, 1))
     return receiver
@@ -191,7 +191,7 @@ def parse_gvsp(data):
     return status, block, word >> 24, word & 0xFFFFFF, data[8:]
 
 
-def receive_block(receiver, packets):
+def receive_block(receiver):
     """The next block sent whole from its leader on: block id, {packet id:
     payload}, as received until its trailer."""
     while True:
@@ -208,8 +208,8 @@ def receive_block(receiver, packets):
             return block, got
 
 
-def pattern(block, width=FRAME_WIDTH, height=FRAME_HEIGHT):
-    return bytes((x + y + block) & 0xFF for y in range(height) for x in range(width))
+def pattern(block):
+    return bytes((x + y + block) & 0xFF for y in range(FRAME_HEIGHT) for x in range(FRAME_WIDTH))
 
 
 def test_discovery_answers_unicast_and_broadcast_from_each_camera_address(namespace):
@@ -317,6 +317,26 @@ def test_silent_controller_loses_privilege_after_heartbeat_timeout(namespace, ca
     assert owner.write((0x1F0, 1)) == (ACCESS_DENIED, 0)
 
 
+def test_forceip_moves_the_camera_named_by_its_mac(namespace, camera):
+    client = Client(namespace, camera)
+    client.sock.setsockopt(socket.SOL_SOCKET, socket.SO_BROADCAST, 1)
+    mac = client.exchange(DISCOVERY)[1][0x0A:0x10]
+    settings = struct.pack(">12x4s12x4s12x4s", socket.inet_aton("127.0.0.9"), socket.inet_aton("255.0.0.0"),
+                           socket.inet_aton("0.0.0.0"))
+    other_mac = bytes([mac[0] ^ 1]) + mac[1:]
+    client.sock.sendto(struct.pack(">BBHHH2x6s", 0x42, 1, FORCEIP, 56, 9, other_mac) + settings,
+                       ("127.255.255.255", GVCP_PORT))
+    status, _, source = client.exchange(FORCEIP, struct.pack(">2x6s", mac) + settings, to=("127.255.255.255", GVCP_PORT))
+    assert (status, source) == (SUCCESS, ("127.0.0.9", GVCP_PORT)), "only the named camera answers, from its new address"
+    assert camera.said("moved", timeout=WAIT_S).strip() == "kyr-sim-camera: moved to 127.0.0.9"
+    status, payload, source = client.exchange(DISCOVERY, to=("127.0.0.9", GVCP_PORT))
+    assert socket.inet_ntoa(payload[0x24:0x28]) == "127.0.0.9"
+    camera.address = "127.0.0.9"
+    moved = Client(namespace, camera)
+    receiver = start_stream(namespace, moved)
+    assert receiver.recvfrom(65536)[1][0] == "127.0.0.9", "the stream moved too"
+
+
 def test_heartbeat_keeps_privilege(namespace, camera):
     owner, other = Client(namespace, camera), Client(namespace, camera)
     owner.set((CCP, CONTROL), (HEARTBEAT, 300))
@@ -324,3 +344,150 @@ def test_heartbeat_keeps_privilege(namespace, camera):
     while time.monotonic() < deadline:
         assert owner.value(CCP) == CONTROL
     assert other.write((CCP, CONTROL)) == (ACCESS_DENIED, 0)
+
+
+def leader_fields(leader):
+    """Payload type, timestamp, pixel format, width, height of a leader."""
+    _, payload_type, timestamp, pixel_format, width, height = struct.unpack(">HHQIII", leader[:24])
+    return payload_type, timestamp, pixel_format, width, height
+
+
+def test_stream_sends_leader_payload_and_trailer_of_the_pattern(namespace, camera):
+    client = Client(namespace, camera)
+    receiver = start_stream(namespace, client)
+    block, packets = receive_block(receiver)
+    assert sorted(packets) == list(range(PAYLOAD_PACKETS + 2))
+    payload_type, timestamp, pixel_format, width, height = leader_fields(packets[0])
+    assert (payload_type, pixel_format, width, height) == (1, 0x01080001, FRAME_WIDTH, FRAME_HEIGHT)
+    assert timestamp > 0
+    assert [len(packets[i]) for i in range(1, PAYLOAD_PACKETS)] == [DATA_PER_PACKET] * (PAYLOAD_PACKETS - 1)
+    assert b"".join(packets[i] for i in range(1, PAYLOAD_PACKETS + 1)) == pattern(block)
+    assert packets[PAYLOAD_PACKETS + 1] == struct.pack(">HHI", 0, 1, FRAME_HEIGHT)
+    following, _ = receive_block(receiver)
+    assert following == block + 1
+    assert client.value(SCSP) == receiver.recvfrom(65536)[1][1], "the stream's source port is published"
+
+
+def resend_request(client, block, first, last):
+    header = struct.pack(">BBHHH", 0x42, 0, PACKETRESEND, 12, 1)
+    client.sock.sendto(header + struct.pack(">HHII", 0, block, first, last), client.camera)
+
+
+def receive_resent(receiver, block, wanted):
+    """Packets of `block` with ids in `wanted`, skipping the live stream."""
+    got = {}
+    while set(got) != set(wanted):
+        status, other, fmt, packet_id, body = parse_gvsp(receiver.recv(65536))
+        if other == block and packet_id in wanted:
+            assert status == SUCCESS
+            got[packet_id] = body
+    return got
+
+
+def test_packet_resend_sends_the_same_bytes_again(namespace, camera):
+    client = Client(namespace, camera)
+    receiver = start_stream(namespace, client)
+    block, packets = receive_block(receiver)
+    resend_request(client, block, 0, 2)
+    resend_request(client, block, PAYLOAD_PACKETS + 1, 0xFFFFFF)
+    assert receive_resent(receiver, block, {0, 1, 2, PAYLOAD_PACKETS + 1}) == {
+        i: packets[i] for i in (0, 1, 2, PAYLOAD_PACKETS + 1)}
+
+
+@pytest.mark.parametrize("age", [6, -1000], ids=["too old", "never sent"])
+def test_packet_resend_of_a_block_not_kept_says_unavailable(namespace, age):
+    started = Camera(namespace, "127.0.0.1", SERIAL, "--resend-frames", "2")
+    try:
+        client = Client(namespace, started)
+        receiver = start_stream(namespace, client)
+        block, _ = receive_block(receiver)
+        for _ in range(abs(age) if age > 0 else 0):
+            receive_block(receiver)
+        wanted = (block + (age if age < 0 else 0)) % 0x10000 or 1
+        resend_request(client, wanted, 3, 4)
+        while True:
+            status, other, fmt, packet_id, body = parse_gvsp(receiver.recv(65536))
+            if status != SUCCESS:
+                break
+        assert (status, other, packet_id, body) == (PACKET_UNAVAILABLE, wanted, 3, b"")
+    finally:
+        started.stop()
+
+
+def lossy_blocks(namespace, count, *options):
+    """The first `count` blocks of a camera that loses packets: [(block,
+    {packet id: bytes})], with the client and receiver still streaming."""
+    started = Camera(namespace, "127.0.0.1", SERIAL, *options)
+    client = Client(namespace, started)
+    receiver = start_stream(namespace, client)
+    blocks = {}
+    while len(blocks) < count + 1:
+        status, block, fmt, packet_id, body = parse_gvsp(receiver.recv(65536))
+        blocks.setdefault(block, {})[packet_id] = body
+    first = sorted(blocks)[:count]
+    return started, client, receiver, [(b, blocks[b]) for b in first]
+
+
+def test_drop_is_seeded_and_resend_fills_the_gaps(namespace):
+    runs = []
+    for _ in range(2):
+        started, client, receiver, blocks = lossy_blocks(namespace, 6, "--drop", "0.3", "--seed", "7", "--resend-frames", "32")
+        runs.append([(block, sorted(packets)) for block, packets in blocks])
+        total = PAYLOAD_PACKETS + 2
+        lost = sum(total - len(packets) for _, packets in blocks)
+        assert 0 < lost < 6 * total
+        block, packets = next((b, p) for b, p in blocks if len(p) < total and 0 in p)
+        missing = set(range(total)) - set(packets)
+        for packet_id in missing:
+            resend_request(client, block, packet_id, packet_id)
+        packets.update(receive_resent(receiver, block, missing))
+        assert b"".join(packets[i] for i in range(1, PAYLOAD_PACKETS + 1)) == pattern(block)
+        started.stop()
+    assert runs[0] == runs[1], "the same seed drops the same packets"
+    started, _, _, blocks = lossy_blocks(namespace, 6, "--drop", "0.3", "--seed", "8")
+    started.stop()
+    assert [(block, sorted(packets)) for block, packets in blocks] != runs[0]
+
+
+@pytest.mark.parametrize("options, command, length", [((), EVENTDATA, 32), (("--plain-events",), EVENT, 16)],
+                         ids=["EVENTDATA", "EVENT"])
+def test_events_carry_block_and_timestamp_and_repeat_until_acknowledged(namespace, options, command, length):
+    started = Camera(namespace, "127.0.0.1", SERIAL, *options)
+    try:
+        client = Client(namespace, started)
+        events = namespace.socket()
+        events.settimeout(WAIT_S)
+        client.set((CCP, CONTROL))
+        client.set((MCTT, 50), (MCRC, 2), (MCDA, 0x7F000001), (MCP, events.getsockname()[1]),
+                   (EVENT_NOTIFICATION["FrameStart"][0], 1), (EVENT_NOTIFICATION["ExposureEnd"][0], 1))
+        receiver = start_stream(namespace, client)
+        block, packets = receive_block(receiver)
+        timestamp = leader_fields(packets[0])[1]
+        client.set((ACQUISITION, 0))
+
+        # ExposureEnd events are acknowledged, FrameStart ones never: those
+        # come 1 + MCRC times each.
+        copies, seen = {}, {}
+        events.settimeout(1.0)
+        try:
+            while True:
+                data, source = events.recvfrom(2048)
+                assert source == ("127.0.0.1", client.value(MCSP))
+                key, flags, cmd, size, request_id = struct.unpack(">BBHHH", data[:8])
+                assert (key, flags & 1, cmd, size) == (0x42, 1, command, length)
+                _, event_id, channel, event_block, event_time = struct.unpack(">HHHHQ", data[8:24])
+                if length == 32:
+                    assert struct.unpack(">QQ", data[24:40]) == (event_block, event_time)
+                copies[request_id] = copies.get(request_id, 0) + 1
+                seen[(event_id, event_block)] = event_time
+                if event_id == EVENT_NOTIFICATION["ExposureEnd"][1]:
+                    events.sendto(struct.pack(">HHHH", 0, command + 1, 0, request_id), source)
+        except socket.timeout:
+            pass
+        assert seen[(1, block)] == seen[(3, block)] == timestamp
+        ids = {event_id for event_id, _ in seen}
+        assert ids == {1, 3}, "ExposureStart was not switched on"
+        assert sorted(set(copies.values())) == [1, 3]
+        assert sum(1 for n in copies.values() if n == 3) == sum(1 for e, _ in seen if e == 1)
+    finally:
+        started.stop()

@@ -117,7 +117,7 @@ uint32_t DeviceModel::value(uint32_t address)
 void DeviceModel::setFillPattern(ArvFakeCameraFillPattern fill)
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    arv_fake_camera_set_fill_pattern(camera_.get(), fill, nullptr);
+    arv_fake_camera_set_fill_pattern(camera_.get(), fill, &frameNumber_);
 }
 
 void DeviceModel::setAddress(uint32_t address, uint32_t mask)
@@ -153,9 +153,10 @@ uint64_t DeviceModel::microsecondsToNextFrame()
     return arv_fake_camera_get_sleep_time_for_next_frame(camera_.get(), nullptr);
 }
 
-void DeviceModel::fill(ArvBuffer *buffer)
+void DeviceModel::fill(ArvBuffer *buffer, uint64_t frameNumber)
 {
     std::lock_guard<std::mutex> lock(mutex_);
+    frameNumber_ = frameNumber;
     arv_fake_camera_fill_buffer(camera_.get(), buffer, nullptr);
 }
 

@@ -35,6 +35,7 @@ public:
     // The register's value, 0 when it cannot be read.
     uint32_t value(uint32_t address);
 
+    // The pattern fill() draws with; it gets a pointer to the frame number.
     void setFillPattern(ArvFakeCameraFillPattern fill);
 
     // The current address and mask that discovery reports (host order).
@@ -48,9 +49,9 @@ public:
     // Microseconds until the next frame of the free-running or hardware
     // triggered pace.
     uint64_t microsecondsToNextFrame();
-    // Fills `buffer` (at least payload() bytes) with the next frame: geometry,
-    // pixel format, frame id, timestamp and pattern.
-    void fill(ArvBuffer *buffer);
+    // Fills `buffer` (at least payload() bytes) with frame `frameNumber`:
+    // geometry, pixel format, timestamp and pattern.
+    void fill(ArvBuffer *buffer, uint64_t frameNumber);
     size_t payload();
 
     // The number of writes so far; waitForWrite() returns once it differs from
@@ -72,7 +73,8 @@ private:
     const size_t xmlSize_;
     std::mutex mutex_;
     std::condition_variable written_;
-    uint64_t writes_ = 0;  // under mutex_
+    uint64_t writes_ = 0;       // under mutex_
+    uint64_t frameNumber_ = 0;  // under mutex_, read by the pattern
 };
 
 } // namespace SimCamera

@@ -108,11 +108,13 @@ void GvspSender::run()
                 slot.buffer.reset(arv_buffer_new_allocate(payload));
                 slot.allocated = payload;
             }
-            model_.fill(slot.buffer.get());
+            const uint16_t blockId = nextBlockId_;
+            model_.fill(slot.buffer.get(), blockId);
             ArvBuffer *buffer = slot.buffer.get();
-            const uint16_t blockId = uint16_t(arv_buffer_get_frame_id(buffer));
-            if (arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS || blockId == 0)
+            if (arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS)
                 continue;
+            // Block id 0 means none in GVSP: the count goes from 65535 to 1.
+            nextBlockId_ = blockId == 0xFFFF ? 1 : blockId + 1;
             const uint32_t packetSize =
                 std::clamp(model_.value(kRegStreamPacketSize) & kPacketSizeMask, kMinPacketSize, kMaxPacketSize);
             timestamp = arv_buffer_get_timestamp(buffer);

@@ -70,6 +70,7 @@ private:
     const Options options_;
     std::vector<std::unique_ptr<Slot>> slots_;
     size_t nextSlot_ = 0;  // stream thread only
+    uint16_t nextBlockId_ = 1;  // stream thread only
     std::mt19937 dropFirst_;  // stream thread only
     std::mutex resendMutex_;
     std::mt19937 dropResend_;  // under resendMutex_

@@ -71,7 +71,7 @@ void fillRgb8(uint8_t *data, size_t size, uint32_t width, uint32_t height, uint6
 
 } // namespace
 
-void fillPattern(ArvBuffer *buffer, void *, guint32, guint32, ArvPixelFormat format)
+void fillPattern(ArvBuffer *buffer, void *frameNumber, guint32, guint32, ArvPixelFormat format)
 {
     // The fake camera hands over a buffer of its own, allocated for the
     // payload of the current geometry; its received size is set only after
@@ -80,7 +80,7 @@ void fillPattern(ArvBuffer *buffer, void *, guint32, guint32, ArvPixelFormat for
     const uint32_t width = uint32_t(arv_buffer_get_image_width(buffer));
     const uint32_t height = uint32_t(arv_buffer_get_image_height(buffer));
     const size_t size = size_t(width) * height * ARV_PIXEL_FORMAT_BIT_PER_PIXEL(format) / 8;
-    const uint64_t frame = arv_buffer_get_frame_id(buffer);
+    const uint64_t frame = *static_cast<const uint64_t *>(frameNumber);
     if (!data)
         return;
     switch (format) {

@@ -8,7 +8,9 @@
 
 namespace SimCamera {
 
-// Aravis's fake camera fill callback (ArvFakeCameraFillPattern).
-void fillPattern(ArvBuffer *buffer, void *data, guint32 exposureUs, guint32 gain, ArvPixelFormat format);
+// Aravis's fake camera fill callback (ArvFakeCameraFillPattern); `frameNumber`
+// points to the uint64_t f of the frame. The fake camera's own frame ids
+// start near 65535 on purpose, so the stream's block ids are ours.
+void fillPattern(ArvBuffer *buffer, void *frameNumber, guint32 exposureUs, guint32 gain, ArvPixelFormat format);
 
 } // namespace SimCamera
