@@ -491,3 +491,31 @@ def test_events_carry_block_and_timestamp_and_repeat_until_acknowledged(namespac
         assert sum(1 for n in copies.values() if n == 3) == sum(1 for e, _ in seen if e == 1)
     finally:
         started.stop()
+
+
+OPTIONS = ["--address", "--serial", "--xml", "--resend-frames", "--drop", "--seed", "--drop-resends", "--packet-delay",
+           "--bandwidth", "--plain-events", "--help"]
+
+
+def test_help_names_every_option():
+    run = subprocess.run([SIM_CAMERA, "--help"], capture_output=True, text=True, timeout=10)
+    assert run.returncode == 0
+    assert [option for option in OPTIONS if f"  {option}" not in run.stdout] == []
+
+
+@pytest.mark.parametrize("argv, message, code", [
+    (["--drop", "1.5"], "--drop: bad value 1.5", 2),
+    (["--drop", "nan"], "--drop: bad value nan", 2),
+    (["--resend-frames", "33"], "--resend-frames: bad value 33", 2),
+    (["--seed", "-1"], "--seed: bad value -1", 2),
+    (["--packet-delay", "1x"], "--packet-delay: bad value 1x", 2),
+    (["--frobnicate", "1"], "--frobnicate: unknown option", 2),
+    (["--address"], "--address: needs a value", 2),
+    (["--address", "10.254.254.254"], "cannot serve on 10.254.254.254", 1),
+    (["--xml", "/nonexistent.xml"], "cannot load /nonexistent.xml", 1),
+])
+def test_bad_options_are_refused(namespace, argv, message, code):
+    run = namespace.run(SIM_CAMERA, *argv, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    _, errors = run.communicate(timeout=10)
+    assert run.returncode == code
+    assert f"kyr-sim-camera: {message}\n" in errors

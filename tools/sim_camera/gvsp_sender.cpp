@@ -28,6 +28,10 @@ constexpr size_t kBatch = 64;
 // A pause between packets never exceeds this, whatever GevSCPD says, so
 // stopping stays prompt.
 constexpr uint64_t kMaxPacketDelayNs = 100'000'000;
+// The most one frame and all frames kept for resends may take: the
+// description can allow huge frames (tests widen it to 30000 pixels).
+constexpr size_t kMaxFrameBytes = size_t(256) << 20;
+constexpr size_t kResendBudgetBytes = size_t(512) << 20;
 // Longest idle wait before the stream looks at the registers again.
 constexpr uint64_t kIdleWaitUs = 1'000'000;
 
@@ -97,13 +101,16 @@ void GvspSender::run()
     while (!stopping_) {
         if (!waitForFrame())
             continue;
-        Slot &slot = *slots_[nextSlot_];
-        nextSlot_ = (nextSlot_ + 1) % slots_.size();
+        const size_t payload = model_.payload();
+        if (payload == 0 || payload > kMaxFrameBytes)
+            continue;
+        const size_t kept = keptSlots(payload);
+        Slot &slot = *slots_[nextSlot_ % kept];
+        nextSlot_ = (nextSlot_ % kept + 1) % kept;
         uint64_t timestamp = 0;
         {
             std::lock_guard<std::mutex> lock(slot.mutex);
             slot.blockId = 0;
-            const size_t payload = model_.payload();
             if (slot.allocated < payload) {
                 slot.buffer.reset(arv_buffer_new_allocate(payload));
                 slot.allocated = payload;
@@ -111,20 +118,25 @@ void GvspSender::run()
             const uint16_t blockId = nextBlockId_;
             model_.fill(slot.buffer.get(), blockId);
             ArvBuffer *buffer = slot.buffer.get();
-            if (arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS)
+            // The geometry may have changed since payload() was read: the
+            // frame's size is what the fill used.
+            const ArvPixelFormat format = arv_buffer_get_image_pixel_format(buffer);
+            const size_t size = size_t(arv_buffer_get_image_width(buffer)) * size_t(arv_buffer_get_image_height(buffer)) *
+                                ARV_PIXEL_FORMAT_BIT_PER_PIXEL(format) / 8;
+            if (arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS || size == 0 || size > slot.allocated)
                 continue;
             // Block id 0 means none in GVSP: the count goes from 65535 to 1.
             nextBlockId_ = blockId == 0xFFFF ? 1 : blockId + 1;
             const uint32_t packetSize =
                 std::clamp(model_.value(kRegStreamPacketSize) & kPacketSizeMask, kMinPacketSize, kMaxPacketSize);
             timestamp = arv_buffer_get_timestamp(buffer);
-            slot.size = payload;
+            slot.size = size;
             slot.dataPerPacket = packetSize - kIpUdpOverhead - kGvspHeaderSize;
             slot.packets = uint32_t((slot.size + slot.dataPerPacket - 1) / slot.dataPerPacket) + 2;
             slot.leader.assign(kLeaderSize, 0);
             put16(&slot.leader[2], kPayloadImage);
             put64(&slot.leader[4], timestamp);
-            put32(&slot.leader[12], arv_buffer_get_image_pixel_format(buffer));
+            put32(&slot.leader[12], format);
             put32(&slot.leader[16], uint32_t(arv_buffer_get_image_width(buffer)));
             put32(&slot.leader[20], uint32_t(arv_buffer_get_image_height(buffer)));
             put32(&slot.leader[24], uint32_t(arv_buffer_get_image_x(buffer)));
@@ -140,6 +152,19 @@ void GvspSender::run()
         }
         sendFrame(slot, socket());
     }
+}
+
+size_t GvspSender::keptSlots(size_t payload)
+{
+    const size_t usable = std::clamp<size_t>(kResendBudgetBytes / payload, 1, slots_.size());
+    for (size_t i = usable; i < slots_.size(); ++i) {
+        Slot &unused = *slots_[i];
+        std::lock_guard<std::mutex> lock(unused.mutex);
+        unused.blockId = 0;
+        unused.buffer.reset();
+        unused.allocated = 0;
+    }
+    return usable;
 }
 
 bool GvspSender::waitForFrame()

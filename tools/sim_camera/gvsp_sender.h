@@ -56,6 +56,9 @@ private:
     };
 
     void run();
+    // How many slots frames of `payload` bytes may use within the memory
+    // budget; frees the others.
+    size_t keptSlots(size_t payload);
     // Waits for the next frame time or trigger; false when there is no frame to send yet.
     bool waitForFrame();
     void sendFrame(Slot &slot, const std::shared_ptr<UdpSocket> &socket);

@@ -91,13 +91,16 @@ ParseResult parseOptions(int argc, char **argv, Options &options, std::string &e
             options.serial = value;
         else if (option == "--xml")
             options.xml = value;
-        else if (option == "--resend-frames")
-            good = parseUnsigned(value, kMaxResendFrames, number) && (options.resendFrames = unsigned(number), true);
-        else if (option == "--seed")
-            good = parseUnsigned(value, UINT32_MAX, number) && (options.seed = uint32_t(number), true);
-        else if (option == "--packet-delay")
-            good = parseUnsigned(value, kMaxPacketDelayNs, number) && (options.packetDelayNs = uint32_t(number), true);
-        else if (option == "--drop")
+        else if (option == "--resend-frames") {
+            good = parseUnsigned(value, kMaxResendFrames, number);
+            options.resendFrames = unsigned(number);
+        } else if (option == "--seed") {
+            good = parseUnsigned(value, UINT32_MAX, number);
+            options.seed = uint32_t(number);
+        } else if (option == "--packet-delay") {
+            good = parseUnsigned(value, kMaxPacketDelayNs, number);
+            options.packetDelayNs = uint32_t(number);
+        } else if (option == "--drop")
             good = parseReal(value, 0.0, 1.0, options.drop);
         else if (option == "--bandwidth")
             good = parseReal(value, 0.0, 1e6, options.bandwidthMbps);
