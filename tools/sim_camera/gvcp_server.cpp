@@ -76,7 +76,8 @@ bool GvcpServer::listen(uint32_t address)
     if (~mask != 0)
         sockets.push_back(UdpSocket::bind(address | ~mask, kGvcpPort, true));
     sockets.push_back(UdpSocket::bind(kLimitedBroadcast, kGvcpPort, true));
-    // The old sockets go first: the stream and message channel move too.
+    // The new address is bound: the old sockets go, and the stream and
+    // message channel follow.
     close();
     for (std::unique_ptr<UdpSocket> &socket : sockets) {
         if (!socket)

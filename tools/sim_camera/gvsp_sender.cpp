@@ -90,6 +90,14 @@ void GvspSender::stop()
     socket_.reset();
 }
 
+bool GvspSender::destination(sockaddr_in &to)
+{
+    const uint32_t port = model_.value(kRegStreamPort) & 0xFFFF;
+    const uint32_t address = model_.value(kRegStreamAddress);
+    to = socketAddress(address, uint16_t(port));
+    return port != 0 && address != 0;
+}
+
 std::shared_ptr<UdpSocket> GvspSender::socket()
 {
     std::lock_guard<std::mutex> lock(socketMutex_);
@@ -224,11 +232,9 @@ uint64_t GvspSender::packetDelayNs(size_t bytes)
 
 void GvspSender::sendFrame(Slot &slot, const std::shared_ptr<UdpSocket> &socket)
 {
-    const uint32_t port = model_.value(kRegStreamPort) & 0xFFFF;
-    const uint32_t address = model_.value(kRegStreamAddress);
-    if (!socket || port == 0 || address == 0)
+    sockaddr_in to{};
+    if (!socket || !destination(to))
         return;
-    sockaddr_in to = socketAddress(address, uint16_t(port));
     const bool paced = packetDelayNs(0) > 0;
     const uint64_t fullDelayNs = packetDelayNs(slot.dataPerPacket + kGvspHeaderSize);
     std::uniform_real_distribution<double> chance(0.0, 1.0);
@@ -279,11 +285,9 @@ void GvspSender::sendFrame(Slot &slot, const std::shared_ptr<UdpSocket> &socket)
 void GvspSender::resend(uint16_t blockId, uint32_t first, uint32_t last)
 {
     const std::shared_ptr<UdpSocket> socket = this->socket();
-    const uint32_t port = model_.value(kRegStreamPort) & 0xFFFF;
-    const uint32_t address = model_.value(kRegStreamAddress);
-    if (!socket || port == 0 || address == 0 || blockId == 0)
+    sockaddr_in to{};
+    if (!socket || !destination(to) || blockId == 0)
         return;
-    const sockaddr_in to = socketAddress(address, uint16_t(port));
     uint8_t datagram[kGvspHeaderSize + kMaxPacketSize];
     std::uniform_real_distribution<double> chance(0.0, 1.0);
     for (const std::unique_ptr<Slot> &kept : slots_) {
@@ -313,13 +317,12 @@ void GvspSender::resend(uint16_t blockId, uint32_t first, uint32_t last)
 void GvspSender::sendTestPacket(uint32_t packetSize)
 {
     const std::shared_ptr<UdpSocket> socket = this->socket();
-    const uint32_t port = model_.value(kRegStreamPort) & 0xFFFF;
-    const uint32_t address = model_.value(kRegStreamAddress);
+    sockaddr_in to{};
     packetSize &= kPacketSizeMask;
-    if (!socket || port == 0 || address == 0 || packetSize < kIpUdpOverhead + kGvspHeaderSize)
+    if (!socket || !destination(to) || packetSize < kIpUdpOverhead + kGvspHeaderSize)
         return;
     const std::vector<uint8_t> datagram(packetSize - kIpUdpOverhead, 0);
-    socket->sendTo(datagram.data(), datagram.size(), socketAddress(address, uint16_t(port)));
+    socket->sendTo(datagram.data(), datagram.size(), to);
 }
 
 } // namespace SimCamera

@@ -67,6 +67,9 @@ private:
     const uint8_t *packet(const Slot &slot, uint32_t id, uint8_t *header, size_t &size) const;
     uint64_t packetDelayNs(size_t bytes);
     std::shared_ptr<UdpSocket> socket();
+    // Where the client wants the stream (GevSCDA, GevSCPHostPort); false
+    // while it has not said.
+    bool destination(sockaddr_in &to);
 
     DeviceModel &model_;
     EventChannel &events_;
