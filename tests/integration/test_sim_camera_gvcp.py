@@ -311,7 +311,7 @@ def test_silent_controller_loses_privilege_after_heartbeat_timeout(namespace, ca
     # The watcher's reads are no heartbeat for the owner.
     assert watcher.value(CCP) == CONTROL
     assert camera.said("dropped", timeout=5).startswith(f"kyr-sim-camera: control of 127.0.0.1:{owner.port} dropped")
-    assert time.monotonic() - started >= 0.3
+    assert time.monotonic() - started >= 0.25, "not before the timeout (checked every 50 ms)"
     assert watcher.value(CCP) == 0
     watcher.set((CCP, CONTROL))
     assert owner.write((0x1F0, 1)) == (ACCESS_DENIED, 0)
@@ -384,14 +384,19 @@ def receive_resent(receiver, block, wanted):
     return got
 
 
-def test_packet_resend_sends_the_same_bytes_again(namespace, camera):
-    client = Client(namespace, camera)
-    receiver = start_stream(namespace, client)
-    block, packets = receive_block(receiver)
-    resend_request(client, block, 0, 2)
-    resend_request(client, block, PAYLOAD_PACKETS + 1, 0xFFFFFF)
-    assert receive_resent(receiver, block, {0, 1, 2, PAYLOAD_PACKETS + 1}) == {
-        i: packets[i] for i in (0, 1, 2, PAYLOAD_PACKETS + 1)}
+def test_packet_resend_sends_the_same_bytes_again(namespace):
+    # The most frames kept: a loaded machine may read the block late.
+    started = Camera(namespace, "127.0.0.1", SERIAL, "--resend-frames", "32")
+    try:
+        client = Client(namespace, started)
+        receiver = start_stream(namespace, client)
+        block, packets = receive_block(receiver)
+        resend_request(client, block, 0, 2)
+        resend_request(client, block, PAYLOAD_PACKETS + 1, 0xFFFFFF)
+        assert receive_resent(receiver, block, {0, 1, 2, PAYLOAD_PACKETS + 1}) == {
+            i: packets[i] for i in (0, 1, 2, PAYLOAD_PACKETS + 1)}
+    finally:
+        started.stop()
 
 
 @pytest.mark.parametrize("age", [6, -1000], ids=["too old", "never sent"])
