@@ -322,7 +322,7 @@ def test_forceip_moves_the_camera_named_by_its_mac(namespace, camera):
     client.sock.setsockopt(socket.SOL_SOCKET, socket.SO_BROADCAST, 1)
     mac = client.exchange(DISCOVERY)[1][0x0A:0x10]
     settings = struct.pack(">12x4s12x4s12x4s", socket.inet_aton("127.0.0.9"), socket.inet_aton("255.0.0.0"),
-                           socket.inet_aton("0.0.0.0"))
+                           socket.inet_aton("127.0.0.254"))
     other_mac = bytes([mac[0] ^ 1]) + mac[1:]
     client.sock.sendto(struct.pack(">BBHHH2x6s", 0x42, 1, FORCEIP, 56, 9, other_mac) + settings,
                        ("127.255.255.255", GVCP_PORT))
@@ -330,7 +330,8 @@ def test_forceip_moves_the_camera_named_by_its_mac(namespace, camera):
     assert (status, source) == (SUCCESS, ("127.0.0.9", GVCP_PORT)), "only the named camera answers, from its new address"
     assert camera.said("moved", timeout=WAIT_S).strip() == "kyr-sim-camera: moved to 127.0.0.9"
     status, payload, source = client.exchange(DISCOVERY, to=("127.0.0.9", GVCP_PORT))
-    assert socket.inet_ntoa(payload[0x24:0x28]) == "127.0.0.9"
+    assert [socket.inet_ntoa(payload[at:at + 4]) for at in (0x24, 0x34, 0x44)] == [
+        "127.0.0.9", "255.0.0.0", "127.0.0.254"]
     camera.address = "127.0.0.9"
     moved = Client(namespace, camera)
     receiver = start_stream(namespace, moved)

@@ -120,12 +120,12 @@ void DeviceModel::setFillPattern(ArvFakeCameraFillPattern fill)
     arv_fake_camera_set_fill_pattern(camera_.get(), fill, &frameNumber_);
 }
 
-void DeviceModel::setAddress(uint32_t address, uint32_t mask)
+void DeviceModel::setAddress(uint32_t address, uint32_t mask, uint32_t gateway)
 {
     std::lock_guard<std::mutex> lock(mutex_);
     arv_fake_camera_write_register(camera_.get(), kRegCurrentIp, address);
     arv_fake_camera_write_register(camera_.get(), kRegSubnetMask, mask);
-    arv_fake_camera_write_register(camera_.get(), kRegGateway, 0);
+    arv_fake_camera_write_register(camera_.get(), kRegGateway, gateway);
 }
 
 bool DeviceModel::acquiring()

@@ -38,8 +38,9 @@ public:
     // The pattern fill() draws with; it gets a pointer to the frame number.
     void setFillPattern(ArvFakeCameraFillPattern fill);
 
-    // The current address and mask that discovery reports (host order).
-    void setAddress(uint32_t address, uint32_t mask);
+    // The current address, mask and gateway that discovery reports (host
+    // order).
+    void setAddress(uint32_t address, uint32_t mask, uint32_t gateway);
 
     // Acquisition is on and a client holds control.
     bool acquiring();

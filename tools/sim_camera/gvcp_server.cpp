@@ -63,7 +63,7 @@ void GvcpServer::close()
     listeners_.clear();
 }
 
-bool GvcpServer::listen(uint32_t address)
+bool GvcpServer::listen(uint32_t address, uint32_t gateway)
 {
     uint32_t mask = 0;
     if (!adapterMask(address, mask))
@@ -86,7 +86,7 @@ bool GvcpServer::listen(uint32_t address)
         listeners_.push_back(Listener{ std::move(socket), source });
     }
     address_ = address;
-    model_.setAddress(address, mask);
+    model_.setAddress(address, mask, gateway);
     return stream_.start(address) && events_.start(address);
 }
 
@@ -325,7 +325,7 @@ bool GvcpServer::forceIp(const ForcedAddress &wanted)
 {
     if (wanted.address == address_)
         return true;
-    if (!addAddress(formatAddress(address_), wanted) || !listen(wanted.address))
+    if (!addAddress(formatAddress(address_), wanted) || !listen(wanted.address, wanted.gateway))
         return false;
     std::printf("kyr-sim-camera: moved to %s\n", formatAddress(wanted.address).c_str());
     std::fflush(stdout);

@@ -31,10 +31,11 @@ public:
     GvcpServer(const GvcpServer &) = delete;
     GvcpServer &operator=(const GvcpServer &) = delete;
 
-    // Serves the camera on `address` (host order, on an adapter): control,
-    // stream and message channel all move there. False when the address
-    // cannot be bound; the camera keeps its old address then.
-    bool listen(uint32_t address);
+    // Serves the camera on `address` (host order, on an adapter) with
+    // `gateway` as its default gateway: control, stream and message channel
+    // all move there. False when the address cannot be bound; the camera
+    // keeps its old address then.
+    bool listen(uint32_t address, uint32_t gateway = 0);
 
 private:
     struct Listener {
