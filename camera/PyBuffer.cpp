@@ -1,5 +1,7 @@
 #include "PyBuffer.h"
 
+#include <cstring>
+
 #include "Conversion.h"
 #include "ErrorReport.h"
 #include "Lifetime.h"
@@ -107,8 +109,17 @@ KyrCamErr PyBuffer::fill(const Py::Object &timeout)
         stream->QueueBuffer(buffer);
         return KyrCam::kErrUnknown;
     }
-    data_ = takeReference(
-        PyByteArray_FromStringAndSize(reinterpret_cast<const char *>(pixels), static_cast<Py_ssize_t>(size)));
+    const auto length = static_cast<Py_ssize_t>(size);
+    // Each frame is a new bytearray as far as a script can tell. One that
+    // nothing but this buffer holds any more is refilled instead: the copy
+    // then lands in memory the cache and the page tables already know, which
+    // makes it about twice as fast for a VGA frame.
+    if (PyByteArray_CheckExact(data_.ptr()) && Py_REFCNT(data_.ptr()) == 1 &&
+        PyByteArray_GET_SIZE(data_.ptr()) == length) {
+        std::memcpy(PyByteArray_AS_STRING(data_.ptr()), pixels, size);
+        return KyrCam::kOk;
+    }
+    data_ = takeReference(PyByteArray_FromStringAndSize(reinterpret_cast<const char *>(pixels), length));
     return KyrCam::kOk;
 }
 

@@ -48,6 +48,22 @@ def test_from_the_system_to_a_frame_and_back(kyr, scripted, capfd):
     assert stream.GetLastError() == 0 and capfd.readouterr() == ("", "")
 
 
+def test_a_frame_never_changes_what_a_script_still_holds(stream, scripted):
+    frames = [bytes([n]) * 12 for n in range(1, 6)]
+    scripted.push(STREAM + ".GetBuffer", *(frame(pixels, width=4, height=3, id=n) for n, pixels in enumerate(frames)))
+
+    def pixels():
+        buffer = stream.GetBuffer(100)
+        assert stream.QueueBuffer(buffer)
+        return buffer.GetBufferPtr()
+
+    held, view, in_list = pixels(), memoryview(pixels()), [pixels()]
+    # Dropped at once: the next frame may reuse the object, never a held one.
+    assert pixels() == frames[3]
+    assert pixels() == frames[4]
+    assert (held, bytes(view), in_list[0]) == (frames[0], frames[1], frames[2])
+
+
 def test_frame_metadata(stream, scripted):
     scripted.push(STREAM + ".GetBuffer", frame(
         PIXELS, width=6, height=2, pixel=0x05100185, id=2**64 - 1, timestamp=2**63 + 5, incomplete=True,
