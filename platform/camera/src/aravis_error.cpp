@@ -49,7 +49,9 @@ constexpr CodeMapping kGenICamCodes[] = {
     { ARV_GC_ERROR_SET_FROM_STRING_UNDEFINED, kErrGenICamType },
     { ARV_GC_ERROR_GET_AS_STRING_UNDEFINED, kErrGenICamType },
     { ARV_GC_ERROR_INVALID_BIT_RANGE, kErrGenICamTree },
+#ifdef KYR_ARAVIS_GC_SYNTAX_ERROR
     { ARV_GC_ERROR_INVALID_SYNTAX, kErrGenICamTree },
+#endif
 };
 
 KyrCamErr lookup(const CodeMapping *begin, const CodeMapping *end, int code) noexcept

@@ -9,6 +9,8 @@
 
 #include <camera/KyrCamErr.h>
 
+#include "aravis_compat_private.h"
+
 namespace KyrCam {
 
 struct GObjectUnref {

@@ -60,16 +60,16 @@ void AravisBuffer::takeFrame(uint64_t frameId, const FrameFormat &acquiring) noe
         return;
     }
     const ArvBufferPayloadType payload = arv_buffer_get_payload_type(frame);
-    if ((payload != ARV_BUFFER_PAYLOAD_TYPE_IMAGE && payload != ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA) ||
-        arv_buffer_get_n_parts(frame) < 1 ||
-        arv_buffer_get_part_data_type(frame, 0) != ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE)
+    if (payload != ARV_BUFFER_PAYLOAD_TYPE_IMAGE && payload != ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA)
         return;
-    gint x = 0, y = 0, width = 0, height = 0, xPadding = 0, yPadding = 0;
-    arv_buffer_get_image_region(frame, &x, &y, &width, &height);
-    arv_buffer_get_image_padding(frame, &xPadding, &yPadding);
+    gint xPadding = 0, yPadding = 0;
     size_t imageSize = 0;
-    const void *image = arv_buffer_get_image_data(frame, &imageSize);
-    if (image && base) {
+    const void *image = frameImage(frame, &imageSize, &xPadding, &yPadding);
+    if (!image)
+        return;
+    gint x = 0, y = 0, width = 0, height = 0;
+    arv_buffer_get_image_region(frame, &x, &y, &width, &height);
+    if (base) {
         imageOffset_ = uint64_t(static_cast<const uint8_t *>(image) - static_cast<const uint8_t *>(base));
         validSize_ = received > imageOffset_ ? received - imageOffset_ : 0;
     }

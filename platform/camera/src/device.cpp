@@ -58,10 +58,8 @@ KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_p
                                            kPrivilegeExclusiveAndControl, error.out()))
                 return error.code();
         }
-        // Aravis leaves both checks off: values out of range and writes to
-        // read-only features would otherwise reach the device.
-        arv_device_set_range_check_policy(device.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
-        arv_device_set_access_check_policy(device.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
+        if (ArvGc *gc = arv_device_get_genicam(device.get()))
+            enableChecks(gc);
 
         std::unique_ptr<AravisDevice> opened(new AravisDevice(info, mode, std::move(device), record.gige));
         if (ArvGc *gc = arv_device_get_genicam(opened->arv()))

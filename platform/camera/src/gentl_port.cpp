@@ -215,8 +215,7 @@ KyrCamErr GenTLNodeMap::create(GenTLProducer &producer, PORT_HANDLE port, std::u
         GObjectPtr<ArvGc> gc(arv_gc_new(made->port_.get(), xml.data(), xml.size()));
         if (!gc || !arv_gc_get_node(gc.get(), "Root"))
             return kErrNotAvailable;
-        arv_gc_set_range_check_policy(gc.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
-        arv_gc_set_access_check_policy(gc.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
+        enableChecks(gc.get());
         made->array_ = std::make_unique<AravisParamArray>(gc.get());
         map = std::move(made);
         return kOk;

@@ -123,8 +123,7 @@ std::unique_ptr<LocalParams> LocalParams::create(const std::string &xml, std::ve
     GObjectPtr<ArvGc> gc(arv_gc_new(params->device_.get(), xml.data(), xml.size()));
     if (!gc || !arv_gc_get_node(gc.get(), "Root"))
         return nullptr;
-    arv_gc_set_range_check_policy(gc.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
-    arv_gc_set_access_check_policy(gc.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
+    enableChecks(gc.get());
     params->array_ = std::make_unique<AravisParamArray>(gc.get());
     return params;
 }

@@ -69,8 +69,7 @@ AravisSystem::AravisSystem()
     : interfaces_(hostAdapters())
 {
     interfaces_.push_back(std::make_unique<AravisInterface>(kInterfaceUsb3Vision, "usb", 0, 0));
-    version_ = "KyrCameraApi 1.0, Aravis " + std::to_string(arv_get_major_version()) + "." +
-               std::to_string(arv_get_minor_version()) + "." + std::to_string(arv_get_micro_version());
+    version_ = "KyrCameraApi 1.0, Aravis " + aravisVersion();
     thread_ = std::thread([this] { run(); });
     std::unique_lock<std::mutex> lock(mutex_);
     wake_.wait(lock, [this] { return started_; });

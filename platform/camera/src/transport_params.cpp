@@ -23,7 +23,7 @@ uint32_t statistic(AravisDevice &device, const char *name)
             return uint32_t(failures);
         if (which == "underruns")
             return uint32_t(underruns);
-        return ARV_IS_GV_STREAM(stream->arv()) ? uint32_t(arv_stream_get_info_uint64_by_name(stream->arv(), name)) : 0;
+        return ARV_IS_GV_STREAM(stream->arv()) ? uint32_t(gvStreamPackets(stream->arv(), name)) : 0;
     });
 }
 

@@ -178,7 +178,8 @@ KyrImageStatus MovieWriter::start(const MovieSettings &settings, const KyrImage 
         settings.ticksPerSecond > INT32_MAX)
         return kKyrImageErrInvalidArgument;
     const AVCodec *encoder = avcodec_find_encoder_by_name(settings.encoder.c_str());
-    const AVOutputFormat *container = av_guess_format(muxer, nullptr, nullptr);
+    // Const from FFmpeg 5 on; FFmpeg 4 (Debian 11) takes it non-const below.
+    auto *container = av_guess_format(muxer, nullptr, nullptr);
     if (!encoder || encoder->type != AVMEDIA_TYPE_VIDEO || !container ||
         avformat_query_codec(container, encoder->id, FF_COMPLIANCE_NORMAL) != 1)
         return kKyrImageErrUnknownEncoder;

@@ -198,6 +198,11 @@ bool pngWriteAll(png_structp png, png_infop info, FILE *file, const StillPixels 
     return true;
 }
 
+struct TiffClose {
+    void operator()(TIFF *tiff) const noexcept { TIFFClose(tiff); }
+};
+
+#if TIFFLIB_VERSION >= 20221213
 int tiffQuiet(TIFF *, void *, const char *, const char *, va_list)
 {
     return 1;
@@ -207,10 +212,33 @@ struct TiffOptions {
     TIFFOpenOptions *options = TIFFOpenOptionsAlloc();
     ~TiffOptions() { TIFFOpenOptionsFree(options); }
 };
+#endif
 
-struct TiffClose {
-    void operator()(TIFF *tiff) const noexcept { TIFFClose(tiff); }
-};
+// Opens `fd` for writing a TIFF file, with libtiff's messages kept off stderr:
+// a failure is reported by its status alone. Handlers per file came with
+// libtiff 4.5; before it (Debian 11 has 4.2) there are only the process-wide
+// ones, which are not ours to replace, so libtiff may print its own message.
+// On failure `fd` is closed.
+KyrImageStatus openTiff(int fd, const char *name, std::unique_ptr<TIFF, TiffClose> &tiff) noexcept
+{
+#if TIFFLIB_VERSION >= 20221213
+    TiffOptions options;
+    if (!options.options) {
+        ::close(fd);
+        return kKyrImageErrOutOfMemory;
+    }
+    TIFFOpenOptionsSetErrorHandlerExtR(options.options, tiffQuiet, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options.options, tiffQuiet, nullptr);
+    tiff.reset(TIFFFdOpenExt(fd, name, "w", options.options));
+#else
+    tiff.reset(TIFFFdOpen(fd, name, "w"));
+#endif
+    if (!tiff) {
+        ::close(fd);
+        return kKyrImageErrFileWrite;
+    }
+    return kKyrImageOk;
+}
 
 struct JpegError {
     jpeg_error_mgr manager;
@@ -444,18 +472,10 @@ KyrImageStatus writePng(FILE *file, const StillPixels &pixels, bool palette) noe
 KyrImageStatus writeTiff(int fd, const char *name, const StillPixels &pixels, bool palette,
                          std::vector<uint8_t> &converted) noexcept
 {
-    TiffOptions options;
-    if (!options.options) {
-        ::close(fd);
-        return kKyrImageErrOutOfMemory;
-    }
-    TIFFOpenOptionsSetErrorHandlerExtR(options.options, tiffQuiet, nullptr);
-    TIFFOpenOptionsSetWarningHandlerExtR(options.options, tiffQuiet, nullptr);
-    std::unique_ptr<TIFF, TiffClose> tiff(TIFFFdOpenExt(fd, name, "w", options.options));
-    if (!tiff) {
-        ::close(fd);
-        return kKyrImageErrFileWrite;
-    }
+    std::unique_ptr<TIFF, TiffClose> tiff;
+    const KyrImageStatus opened = openTiff(fd, name, tiff);
+    if (opened != kKyrImageOk)
+        return opened;
     const bool grey = pixels.format == Format::Grey8 || pixels.format == Format::Grey16;
     const uint32_t samples = grey ? 1 : 3;
     const uint32_t depth = pixels.format == Format::Grey16 ? 16 : 8;
