@@ -2,7 +2,8 @@
 // Camera Link frame grabber with two ports (one interface, a device per port),
 // a CoaXPress interface and an HD-SDI interface (custom transport type
 // "HDSDI"), each device an ArvFakeCamera register model with its GenICam
-// description, streaming Mono8 frames whose pixel (x, y) is x + y + frame id.
+// description, streaming Mono8 frames whose pixel (x, y) is x + y + frame id
+// (the HD-SDI device on two data streams, fill and key, each its own count).
 //
 // Knobs, read by GCInitLib from the environment:
 //   KYR_TL_LOG=path          append one line per call (name and arguments)
@@ -15,6 +16,10 @@
 //   KYR_TL_XML_FILE=path     the file named for KYR_TL_XML=file
 //   KYR_TL_SLOW_MS=n         each port read takes n ms longer
 //   KYR_TL_LOSE_AFTER=n      the CoaXPress device disappears after n frames
+//   KYR_TL_EVENTS=1          each frame also raises the remote device's
+//                            EventExposureEnd (id 0x9001, the frame id as data)
+//                            when the device event is registered; 2: the same,
+//                            its id only as text (no EVENT_DATA_NUMID)
 // Built without KYR_TL_OPTIONAL_EXPORTS it exports only the required
 // functions (the "minimal" variant).
 #include <chrono>
@@ -56,7 +61,23 @@ struct Config {
     std::string xmlFile;
     unsigned slowMs = 0;
     unsigned loseAfter = 0;
+    unsigned events = 0;
 } config;
+
+// The one remote device event of the description, and its port.
+constexpr uint64_t kExposureEndId = 0x9001;
+const char kEventXml[] =
+    "<Integer Name=\"EventExposureEndFrameID\" NameSpace=\"Standard\"><pValue>EventExposureEndFrameIDReg</pValue>"
+    "</Integer>\n<IntReg Name=\"EventExposureEndFrameIDReg\" NameSpace=\"Custom\"><Address>0</Address>"
+    "<Length>8</Length><AccessMode>RO</AccessMode><pPort>EventExposureEndPort</pPort><Sign>Unsigned</Sign>"
+    "<Endianess>LittleEndian</Endianess></IntReg>\n<Port Name=\"EventExposureEndPort\" NameSpace=\"Custom\">"
+    "<EventID>9001</EventID></Port>\n";
+
+// What EventGetData gives for a remote device event.
+struct RemoteEventData {
+    uint64_t id;
+    uint64_t frameId;
+};
 
 std::mutex logMutex;
 
@@ -145,10 +166,12 @@ struct Module {
 struct Stream;
 
 struct Event : Module {
-    Event() : Module(Kind::Event) {}
+    explicit Event(EVENT_TYPE t) : Module(Kind::Event), type(t) {}
+    const EVENT_TYPE type;
     std::mutex mutex;
     std::condition_variable wake;
     std::deque<EVENT_NEW_BUFFER_DATA> pending;
+    std::deque<RemoteEventData> remote;
     unsigned kills = 0;
     bool lost = false;
 };
@@ -168,6 +191,7 @@ struct Device;
 struct Stream : Module {
     Stream() : Module(Kind::Stream) {}
     Device *device = nullptr;
+    uint32_t index = 0;
     std::mutex mutex;
     std::condition_variable wake;
     std::vector<std::unique_ptr<Buffer>> buffers;
@@ -188,7 +212,10 @@ struct Device : Module {
     bool open = false;
     bool lost = false;
     bool losable = false;
-    std::unique_ptr<Stream> stream;
+    uint32_t streamCount = 1;
+    std::unique_ptr<Stream> streams[2];
+    std::mutex eventMutex;
+    std::unique_ptr<Event> remoteEvent;
 };
 
 struct Interface : Module {
@@ -254,6 +281,9 @@ std::unique_ptr<Device> makeDevice(const std::string &id, const std::string &mod
     } else {
         // Padding after the document, as register maps have.
         device->xml.assign(xml, size);
+        const size_t end = device->xml.rfind("</RegisterDescription>");
+        if (end != std::string::npos)
+            device->xml.insert(end, kEventXml);
         device->xml.append(64 - size % 64, '\0');
     }
     char url[512];
@@ -288,6 +318,7 @@ void buildTree()
             const std::string suffix = std::string(entry.id) + "-" + std::to_string(i);
             auto device = makeDevice(suffix, entry.model, "SN-" + suffix);
             device->losable = std::string(entry.type) == "CXP";
+            device->streamCount = std::string(entry.type) == "HDSDI" ? 2 : 1;
             iface->devices.push_back(std::move(device));
         }
         tl->interfaces.push_back(std::move(iface));
@@ -317,15 +348,33 @@ GC_ERROR copyId(const std::string &id, char *out, size_t *size)
     return answer(INFO_DATATYPE_STRING, id.c_str(), id.size() + (config.noNul ? 0 : 1), nullptr, out, size);
 }
 
+void loseEvent(Event &event)
+{
+    std::lock_guard<std::mutex> lock(event.mutex);
+    event.lost = true;
+    event.wake.notify_all();
+}
+
 void loseDevice(Device &device)
 {
     device.lost = true;
-    if (device.stream && device.stream->event) {
-        Event &event = *device.stream->event;
-        std::lock_guard<std::mutex> lock(event.mutex);
-        event.lost = true;
-        event.wake.notify_all();
+    for (auto &stream : device.streams) {
+        if (stream && stream->event)
+            loseEvent(*stream->event);
     }
+    std::lock_guard<std::mutex> lock(device.eventMutex);
+    if (device.remoteEvent)
+        loseEvent(*device.remoteEvent);
+}
+
+void raiseExposureEnd(Device &device, uint64_t frameId)
+{
+    std::lock_guard<std::mutex> lock(device.eventMutex);
+    if (!device.remoteEvent)
+        return;
+    std::lock_guard<std::mutex> eventLock(device.remoteEvent->mutex);
+    device.remoteEvent->remote.push_back(RemoteEventData{ kExposureEndId, frameId });
+    device.remoteEvent->wake.notify_all();
 }
 
 [[maybe_unused]] void runStream(Stream *stream)
@@ -352,6 +401,8 @@ void loseDevice(Device &device)
             stream->event->pending.push_back(EVENT_NEW_BUFFER_DATA{ buffer, buffer->priv });
             stream->event->wake.notify_all();
         }
+        if (config.events)
+            raiseExposureEnd(device, stream->delivered);
         if (lose) {
             loseDevice(device);
             stream->acquiring = false;
@@ -374,6 +425,7 @@ EXPORT GC_ERROR GCInitLib(void)
     config.xmlFile = envText("KYR_TL_XML_FILE");
     config.slowMs = envNumber("KYR_TL_SLOW_MS");
     config.loseAfter = envNumber("KYR_TL_LOSE_AFTER");
+    config.events = envNumber("KYR_TL_EVENTS");
     logCall("GCInitLib");
     if (config.initFail)
         return GC_ERR_ERROR;
@@ -558,9 +610,11 @@ GC_ERROR portAccess(PORT_HANDLE hPort, uint64_t address, void *buffer, size_t *p
         const gboolean done = write ? arv_fake_camera_write_memory(device->camera, guint32(address), guint32(*piSize), buffer)
                                     : arv_fake_camera_read_memory(device->camera, guint32(address), guint32(*piSize), buffer);
         // A write may have started the camera's acquisition.
-        if (write && device->stream) {
-            std::lock_guard<std::mutex> lock(device->stream->mutex);
-            device->stream->wake.notify_all();
+        for (auto &stream : device->streams) {
+            if (write && stream) {
+                std::lock_guard<std::mutex> lock(stream->mutex);
+                stream->wake.notify_all();
+            }
         }
         return done ? GC_ERR_SUCCESS : GC_ERR_INVALID_ADDRESS;
     }
@@ -735,18 +789,19 @@ EXPORT GC_ERROR DevGetNumDataStreams(DEV_HANDLE hDevice, uint32_t *piNumDataStre
     logCall("DevGetNumDataStreams");
     if (!as<Device>(hDevice, Kind::Device) || !piNumDataStreams)
         return GC_ERR_INVALID_HANDLE;
-    *piNumDataStreams = 1;
+    *piNumDataStreams = as<Device>(hDevice, Kind::Device)->streamCount;
     return GC_ERR_SUCCESS;
 }
 
 EXPORT GC_ERROR DevGetDataStreamID(DEV_HANDLE hDevice, uint32_t iIndex, char *sDataStreamID, size_t *piSize)
 {
     logCall("DevGetDataStreamID index=%u buffer=%d size=%zu", iIndex, sDataStreamID != nullptr, piSize ? *piSize : 0);
-    if (!as<Device>(hDevice, Kind::Device))
+    Device *device = as<Device>(hDevice, Kind::Device);
+    if (!device)
         return GC_ERR_INVALID_HANDLE;
-    if (iIndex != 0)
+    if (iIndex >= device->streamCount)
         return GC_ERR_INVALID_INDEX;
-    return copyId("Stream0", sDataStreamID, piSize);
+    return copyId("Stream" + std::to_string(iIndex), sDataStreamID, piSize);
 }
 
 EXPORT GC_ERROR DevOpenDataStream(DEV_HANDLE hDevice, const char *sDataStreamID, DS_HANDLE *phDataStream)
@@ -755,14 +810,19 @@ EXPORT GC_ERROR DevOpenDataStream(DEV_HANDLE hDevice, const char *sDataStreamID,
     Device *device = as<Device>(hDevice, Kind::Device);
     if (!device || !phDataStream)
         return GC_ERR_INVALID_HANDLE;
-    if (!sDataStreamID || std::strcmp(sDataStreamID, "Stream0") != 0)
+    uint32_t index = 0;
+    while (index < device->streamCount && (!sDataStreamID || "Stream" + std::to_string(index) != sDataStreamID))
+        ++index;
+    if (index == device->streamCount)
         return GC_ERR_INVALID_ID;
-    if (device->stream)
+    std::unique_ptr<Stream> &stream = device->streams[index];
+    if (stream)
         return GC_ERR_RESOURCE_IN_USE;
-    device->stream = std::make_unique<Stream>();
-    device->stream->device = device;
-    device->stream->thread = std::thread(runStream, device->stream.get());
-    *phDataStream = device->stream.get();
+    stream = std::make_unique<Stream>();
+    stream->device = device;
+    stream->index = index;
+    stream->thread = std::thread(runStream, stream.get());
+    *phDataStream = stream.get();
     return GC_ERR_SUCCESS;
 }
 
@@ -813,6 +873,19 @@ EXPORT GC_ERROR GCGetPortURLInfo(PORT_HANDLE hPort, uint32_t iURLIndex, URL_INFO
 EXPORT GC_ERROR GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID, EVENT_HANDLE *phEvent)
 {
     logCall("GCRegisterEvent type=%d", iEventID);
+    if (Device *device = as<Device>(hEventSrc, Kind::Device)) {
+        if (!phEvent)
+            return GC_ERR_INVALID_PARAMETER;
+        if (iEventID != EVENT_REMOTE_DEVICE)
+            return GC_ERR_NOT_IMPLEMENTED;
+        std::lock_guard<std::mutex> lock(device->eventMutex);
+        if (device->remoteEvent)
+            return GC_ERR_RESOURCE_IN_USE;
+        device->remoteEvent = std::make_unique<Event>(EVENT_REMOTE_DEVICE);
+        device->remoteEvent->lost = device->lost;
+        *phEvent = device->remoteEvent.get();
+        return GC_ERR_SUCCESS;
+    }
     Stream *stream = as<Stream>(hEventSrc, Kind::Stream);
     if (!stream || !phEvent)
         return GC_ERR_INVALID_HANDLE;
@@ -821,7 +894,7 @@ EXPORT GC_ERROR GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID, 
     std::lock_guard<std::mutex> lock(stream->mutex);
     if (stream->event)
         return GC_ERR_RESOURCE_IN_USE;
-    stream->event = std::make_unique<Event>();
+    stream->event = std::make_unique<Event>(EVENT_NEW_BUFFER);
     stream->event->lost = stream->device->lost;
     *phEvent = stream->event.get();
     return GC_ERR_SUCCESS;
@@ -830,6 +903,13 @@ EXPORT GC_ERROR GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID, 
 EXPORT GC_ERROR GCUnregisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID)
 {
     logCall("GCUnregisterEvent type=%d", iEventID);
+    if (Device *device = as<Device>(hEventSrc, Kind::Device)) {
+        std::lock_guard<std::mutex> lock(device->eventMutex);
+        if (iEventID != EVENT_REMOTE_DEVICE || !device->remoteEvent)
+            return GC_ERR_INVALID_ID;
+        device->remoteEvent.reset();
+        return GC_ERR_SUCCESS;
+    }
     Stream *stream = as<Stream>(hEventSrc, Kind::Stream);
     if (!stream)
         return GC_ERR_INVALID_HANDLE;
@@ -843,15 +923,24 @@ EXPORT GC_ERROR EventGetData(EVENT_HANDLE hEvent, void *pBuffer, size_t *piSize,
     Event *event = as<Event>(hEvent, Kind::Event);
     if (!event || !pBuffer || !piSize)
         return GC_ERR_INVALID_HANDLE;
-    if (*piSize < sizeof(EVENT_NEW_BUFFER_DATA))
+    const bool remote = event->type == EVENT_REMOTE_DEVICE;
+    if (*piSize < (remote ? sizeof(RemoteEventData) : sizeof(EVENT_NEW_BUFFER_DATA)))
         return GC_ERR_BUFFER_TOO_SMALL;
     std::unique_lock<std::mutex> lock(event->mutex);
     // A kill ends the wait it finds or, when none runs, the next one.
-    const auto ready = [&] { return !event->pending.empty() || event->kills > 0 || event->lost; };
+    const auto ready = [&] {
+        return !event->pending.empty() || !event->remote.empty() || event->kills > 0 || event->lost;
+    };
     if (iTimeout == GENTL_INFINITE)
         event->wake.wait(lock, ready);
     else if (!event->wake.wait_for(lock, std::chrono::milliseconds(iTimeout), ready))
         return GC_ERR_TIMEOUT;
+    if (!event->remote.empty()) {
+        std::memcpy(pBuffer, &event->remote.front(), sizeof(RemoteEventData));
+        event->remote.pop_front();
+        *piSize = sizeof(RemoteEventData);
+        return GC_ERR_SUCCESS;
+    }
     if (!event->pending.empty()) {
         std::memcpy(pBuffer, &event->pending.front(), sizeof(EVENT_NEW_BUFFER_DATA));
         event->pending.pop_front();
@@ -862,6 +951,33 @@ EXPORT GC_ERROR EventGetData(EVENT_HANDLE hEvent, void *pBuffer, size_t *piSize,
         return GC_ERR_IO;
     --event->kills;
     return GC_ERR_ABORT;
+}
+
+EXPORT GC_ERROR EventGetDataInfo(EVENT_HANDLE hEvent, const void *pInBuffer, size_t iInSize,
+                                 EVENT_DATA_INFO_CMD iInfoCmd, INFO_DATATYPE *piType, void *pOutBuffer,
+                                 size_t *piOutSize)
+{
+    logCall("EventGetDataInfo cmd=%d size=%zu", iInfoCmd, iInSize);
+    Event *event = as<Event>(hEvent, Kind::Event);
+    if (!event || event->type != EVENT_REMOTE_DEVICE || !pInBuffer || iInSize < sizeof(RemoteEventData))
+        return GC_ERR_INVALID_PARAMETER;
+    RemoteEventData data;
+    std::memcpy(&data, pInBuffer, sizeof data);
+    char hex[20];
+    switch (iInfoCmd) {
+    case EVENT_DATA_NUMID:
+        // Producers before GenTL 1.5 know only the text id.
+        if (config.events == 2)
+            return GC_ERR_NOT_IMPLEMENTED;
+        return answerValue<uint64_t>(INFO_DATATYPE_UINT64, data.id, piType, pOutBuffer, piOutSize);
+    case EVENT_DATA_ID:
+        std::snprintf(hex, sizeof hex, "%llX", (unsigned long long)data.id);
+        return answerText(hex, piType, pOutBuffer, piOutSize);
+    case EVENT_DATA_VALUE:
+        return answer(INFO_DATATYPE_BUFFER, &data.frameId, sizeof data.frameId, piType, pOutBuffer, piOutSize);
+    default:
+        return GC_ERR_NOT_IMPLEMENTED;
+    }
 }
 
 EXPORT GC_ERROR EventKill(EVENT_HANDLE hEvent)
@@ -1131,6 +1247,6 @@ EXPORT GC_ERROR DSClose(DS_HANDLE hDataStream)
     stream->thread.join();
     for (auto &buffer : stream->buffers)
         g_object_unref(buffer->arv);
-    stream->device->stream.reset();
+    stream->device->streams[stream->index].reset();
     return GC_ERR_SUCCESS;
 }

@@ -14,6 +14,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "examples"))
 from grab import BUILD, enter_private_network  # noqa: E402
 
 DEVICE_LOST = 0x8001
+EXPOSURE_END = 0x9001  # the test producer's remote device event
 
 
 def grab_interfaces(system):
@@ -172,6 +173,69 @@ def scenario_lost(kyr, system, _):
     stream.Release()
     device.Release()
     return {"frames": frames, "code": code, "events": events, "after": after}
+
+
+def scenario_events(kyr, system, mode):
+    """Exposure-end events beside 20 frames. `mode`: "flow" takes them all,
+    "unregister" withdraws inside the first call, "lost" has the device
+    disappear after 5 frames (knob lose_after)."""
+    device = open_device(kyr, system, 4)
+    wanted = {"flow": 20, "unregister": 1, "lost": 6}[mode]
+    exposures, others = [], []
+    enough = threading.Event()
+
+    def on_event(data, size, context):
+        raw = bytes(data)
+        if raw[:4] == EXPOSURE_END.to_bytes(4, "little"):
+            exposures.append([int.from_bytes(raw[4:], "little"), size])
+        else:
+            others.append(raw.decode())
+        if mode == "unregister":
+            device.UnRegisterEvent(EXPOSURE_END, 0)
+        if len(exposures) + len(others) >= wanted:
+            enough.set()
+
+    device.RegisterEvent(EXPOSURE_END, on_event)
+    if mode == "lost":
+        device.RegisterEvent(DEVICE_LOST, on_event)
+    stream = start(device)
+    frames = []
+    while len(frames) < 20:
+        buffer = stream.GetBuffer(5000)
+        if buffer is None:
+            break
+        frames.append(buffer.GetFrameID())
+        stream.QueueBuffer(buffer)
+    arrived = enough.wait(10)
+    if mode != "unregister":
+        device.UnRegisterEvent(EXPOSURE_END, 0)
+    finish(device, stream)
+    return {"arrived": arrived, "frames": frames, "exposures": sorted(exposures), "others": others}
+
+
+def scenario_streams(kyr, system, _):
+    """Both data streams of the HD-SDI device at once, the second also by its
+    name, and a third that is not there."""
+    device = open_device(kyr, system, 5)
+    streams = [device.GetStreamByIndex(i) for i in range(2)]
+    for stream in streams:
+        assert stream.AllocBufferQueue(4) and stream.StartAcquisition()
+    ids = [[], []]
+    for _ in range(10):
+        for stream, seen in zip(streams, ids):
+            buffer = stream.GetBuffer(5000)
+            seen.append(buffer.GetFrameID() if buffer is not None and pattern_ok(buffer, buffer.GetBufferPtr()) else None)
+            stream.QueueBuffer(buffer)
+    named = device.GetStreamByName("Stream1")
+    out = {"count": device.GetNumStreams(), "ids": ids, "third": device.GetStreamByIndex(2) is None,
+           "named": named is not None}
+    named.Release()
+    for stream in streams:
+        stream.StopAcquisition(0)
+        stream.ReleaseBufferQueue()
+        stream.Release()
+    device.Release()
+    return out
 
 
 def scenario_release_waiting(kyr, system, what):

@@ -104,6 +104,36 @@ def test_device_removal_gives_lost_event_and_no_buffer():
     assert seen["after"] == [True, -1010]
 
 
+@pytest.mark.parametrize("knobs", [{"events": 1}, {"events": 2, "no_nul": 1}])
+def test_each_frame_raises_one_exposure_end_event(knobs):
+    seen = run("events", extra="flow", **knobs)
+    assert seen["arrived"] and seen["frames"] == list(range(1, 21))
+    # Frames after the 20th (queued buffers refilled) may add their events.
+    exposures = seen["exposures"]
+    assert exposures == [[i, 12] for i in range(1, len(exposures) + 1)] and len(exposures) >= 20
+    assert seen["others"] == []
+
+
+def test_unregistering_inside_the_callback_ends_the_events():
+    seen = run("events", extra="unregister", events=1)
+    assert seen["arrived"] and seen["frames"] == list(range(1, 21))
+    assert seen["exposures"] == [[1, 12]]
+
+
+def test_device_removal_while_events_flow():
+    seen = run("events", extra="lost", events=1, lose_after=5)
+    assert seen["arrived"] and seen["frames"] == [1, 2, 3, 4, 5]
+    assert seen["exposures"] == [[i, 12] for i in range(1, 6)]
+    assert seen["others"] == ["Kyr TestCXP (SN-CXP0-0)"]
+
+
+def test_every_data_stream_of_a_device_streams():
+    seen = run("streams")
+    assert seen["count"] == 2
+    assert seen["ids"] == [list(range(1, 11))] * 2
+    assert seen["third"] and seen["named"]
+
+
 def test_missing_nul_keeps_devices_usable():
     assert run("features", no_nul=1)["get"][0] == [True, 320]
 

@@ -210,6 +210,13 @@ enum {
     EVENT_MODULE = 5,
 };
 
+typedef int32_t EVENT_DATA_INFO_CMD;
+enum {
+    EVENT_DATA_ID = 0,
+    EVENT_DATA_VALUE = 1,
+    EVENT_DATA_NUMID = 2,
+};
+
 // What EventGetData delivers for EVENT_NEW_BUFFER.
 typedef struct S_EVENT_NEW_BUFFER {
     BUFFER_HANDLE BufferHandle;
@@ -228,6 +235,8 @@ typedef GC_ERROR (*PGCGetPortInfo)(PORT_HANDLE, PORT_INFO_CMD, INFO_DATATYPE *, 
 typedef GC_ERROR (*PGCRegisterEvent)(EVENTSRC_HANDLE, EVENT_TYPE, EVENT_HANDLE *);
 typedef GC_ERROR (*PGCUnregisterEvent)(EVENTSRC_HANDLE, EVENT_TYPE);
 typedef GC_ERROR (*PEventGetData)(EVENT_HANDLE, void *, size_t *, uint64_t);
+typedef GC_ERROR (*PEventGetDataInfo)(EVENT_HANDLE, const void *, size_t, EVENT_DATA_INFO_CMD, INFO_DATATYPE *,
+                                     void *, size_t *);
 typedef GC_ERROR (*PEventFlush)(EVENT_HANDLE);
 typedef GC_ERROR (*PEventKill)(EVENT_HANDLE);
 typedef GC_ERROR (*PTLOpen)(TL_HANDLE *);

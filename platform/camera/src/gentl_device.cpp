@@ -1,5 +1,6 @@
 #include "gentl_device_private.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "config_file_private.h"
@@ -8,6 +9,9 @@
 namespace KyrCam {
 
 namespace {
+
+// More data streams than this on one device are not believed.
+constexpr uint32_t kStreamLimit = 64;
 
 DEVICE_ACCESS_FLAGS accessFlags(int32_t mode) noexcept
 {
@@ -56,14 +60,21 @@ KyrCamErr GenTLDevice::open(GenTLDeviceInfo &info, int32_t mode, std::unique_ptr
 
 GenTLDevice::~GenTLDevice()
 {
+    {
+        std::unique_lock<std::mutex> lock(eventsMutex_);
+        std::unique_ptr<GenTLRemoteEvents> events = std::move(events_);
+        lock.unlock();
+    }
     if (AravisSystem *system = aravisSystem())
         system->events().removeAll(this);
     {
         std::unique_lock<std::mutex> lock(streamMutex_);
-        std::unique_ptr<GenTLStream> stream = std::move(stream_);
+        std::vector<StreamSlot> streams = std::move(streams_);
         lock.unlock();
-        if (stream)
-            stream->endWaits();
+        for (StreamSlot &slot : streams) {
+            if (slot.stream)
+                slot.stream->endWaits();
+        }
     }
     if (remote_)
         remote_->detach();
@@ -74,6 +85,27 @@ GenTLDevice::~GenTLDevice()
     }
     gentlCall(fn().DevClose, handle_);
     info_.setOpenHere(false);
+}
+
+KyrCamErr GenTLDevice::streamStarted() noexcept
+{
+    std::lock_guard<std::mutex> lock(acquisitionMutex_);
+    if (acquiringStreams_ > 0) {
+        ++acquiringStreams_;
+        return kOk;
+    }
+    const KyrCamErr code = execute("AcquisitionStart");
+    if (code == kOk)
+        ++acquiringStreams_;
+    return code;
+}
+
+KyrCamErr GenTLDevice::streamStopped() noexcept
+{
+    std::lock_guard<std::mutex> lock(acquisitionMutex_);
+    if (acquiringStreams_ == 0 || --acquiringStreams_ > 0)
+        return kOk;
+    return execute("AcquisitionStop");
 }
 
 KyrCamErr GenTLDevice::execute(const char *command) noexcept
@@ -93,6 +125,13 @@ void GenTLDevice::lost() noexcept
         return;
     if (remote_)
         remote_->detach();
+    {
+        std::lock_guard<std::mutex> lock(streamMutex_);
+        for (StreamSlot &slot : streams_) {
+            if (slot.stream)
+                slot.stream->deviceLost();
+        }
+    }
     if (AravisSystem *system = aravisSystem()) {
         try {
             system->events().post(this, kEventDeviceLost, info_.GetDisplayName());
@@ -102,14 +141,19 @@ void GenTLDevice::lost() noexcept
     }
 }
 
-void GenTLDevice::releaseStream() noexcept
+void GenTLDevice::post(uint32_t eventId, std::string data) noexcept
 {
-    std::unique_ptr<GenTLStream> stream;
-    {
-        std::lock_guard<std::mutex> lock(streamMutex_);
-        if (streamHandles_ == 0 || --streamHandles_ > 0)
-            return;
-        stream = std::move(stream_);
+    if (AravisSystem *system = aravisSystem())
+        system->events().post(this, eventId, std::move(data));
+}
+
+void GenTLDevice::releaseStream(GenTLStream *stream) noexcept
+{
+    std::unique_ptr<GenTLStream> closing;
+    std::lock_guard<std::mutex> lock(streamMutex_);
+    for (StreamSlot &slot : streams_) {
+        if (slot.stream.get() == stream && slot.handles > 0 && --slot.handles == 0)
+            closing = std::move(slot.stream);
     }
 }
 
@@ -122,28 +166,44 @@ uint32_t GenTLDevice::GetNumStreams() noexcept
     uint32_t count = 0;
     if (gentlCall(fn().DevGetNumDataStreams, handle_, &count) != GC_ERR_SUCCESS)
         return 0;
-    // Only the first stream is reachable.
-    return count > 0 ? 1 : 0;
+    return std::min(count, kStreamLimit);
 }
 
 Stream *GenTLDevice::GetStreamByIndex(uint32_t index) noexcept
 {
-    if (index != 0 || lost_)
+    if (lost_ || index >= GetNumStreams())
         return nullptr;
-    std::lock_guard<std::mutex> lock(streamMutex_);
-    if (!stream_ && GenTLStream::open(*this, stream_) != kOk)
+    try {
+        std::lock_guard<std::mutex> lock(streamMutex_);
+        if (streams_.size() <= index)
+            streams_.resize(index + 1);
+        StreamSlot &slot = streams_[index];
+        if (!slot.stream && GenTLStream::open(*this, index, slot.stream) != kOk)
+            return nullptr;
+        ++slot.handles;
+        return slot.stream.get();
+    } catch (...) {
         return nullptr;
-    ++streamHandles_;
-    return stream_.get();
+    }
 }
 
 Stream *GenTLDevice::GetStreamById(const char *id) noexcept
 {
-    const std::string wanted = id ? id : "";
-    const std::string first = gentlText([&](INFO_DATATYPE *, void *buffer, size_t *size) {
-        return gentlCall(fn().DevGetDataStreamID, handle_, 0u, static_cast<char *>(buffer), size);
-    });
-    return !first.empty() && wanted == first ? GetStreamByIndex(0) : nullptr;
+    if (!id)
+        return nullptr;
+    const uint32_t count = GetNumStreams();
+    for (uint32_t index = 0; index < count; ++index) {
+        try {
+            const std::string name = gentlText([&](INFO_DATATYPE *, void *buffer, size_t *size) {
+                return gentlCall(fn().DevGetDataStreamID, handle_, index, static_cast<char *>(buffer), size);
+            });
+            if (!name.empty() && name == id)
+                return GetStreamByIndex(index);
+        } catch (...) {
+            return nullptr;
+        }
+    }
+    return nullptr;
 }
 
 KyrCamErr GenTLDevice::ReadMem(int64_t address, void *buffer, int64_t size) noexcept
@@ -176,7 +236,23 @@ KyrCamErr GenTLDevice::WriteMem(int64_t address, const void *data, uint64_t size
 KyrCamErr GenTLDevice::RegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept
 {
     AravisSystem *system = aravisSystem();
-    return system ? system->events().add(this, eventId, callback, context) : kErrNotInitialized;
+    if (!system)
+        return kErrNotInitialized;
+    if (eventId != kEventDeviceLost) {
+        if (!remote_ || !remote_->declaresEvent(eventId))
+            return kErrNotImplemented;
+        if (lost_)
+            return kErrIo;
+        // The producer's event stays registered until the device closes:
+        // registrations come and go, often from inside a callback.
+        std::lock_guard<std::mutex> lock(eventsMutex_);
+        if (!events_) {
+            const KyrCamErr code = GenTLRemoteEvents::open(*this, events_);
+            if (code != kOk)
+                return code;
+        }
+    }
+    return system->events().add(this, eventId, callback, context);
 }
 
 KyrCamErr GenTLDevice::UnRegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept

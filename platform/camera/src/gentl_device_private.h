@@ -1,4 +1,4 @@
-// A device, its one data stream and its buffers over a GenTL producer. The
+// A device, its data streams and their buffers over a GenTL producer. The
 // stream's library thread waits for EVENT_NEW_BUFFER and fills an output
 // queue of our own, so that a wait for a buffer is bounded by the caller's
 // timeout and CancelBuffer ends it at once whatever the producer does. Any
@@ -60,10 +60,10 @@ private:
 class GenTLStream final : public Stream
 {
 public:
-    // Opens the device's first data stream and its new-buffer event. Codes:
+    // Opens the device's data stream `index` and its new-buffer event. Codes:
     // kErrNotAvailable (no stream, or the producer gives no event), the
     // producer's codes.
-    static KyrCamErr open(GenTLDevice &device, std::unique_ptr<GenTLStream> &stream) noexcept;
+    static KyrCamErr open(GenTLDevice &device, uint32_t index, std::unique_ptr<GenTLStream> &stream) noexcept;
     ~GenTLStream() override;
 
     // The device is gone: waits end with kErrIo.
@@ -114,6 +114,32 @@ private:
     std::thread thread_;
 };
 
+// The remote device's events: EVENT_REMOTE_DEVICE on the device module, read
+// on a library thread and posted to the dispatcher under the event's id. Any
+// thread.
+class GenTLRemoteEvents
+{
+public:
+    // Codes: kErrNotImplemented (the producer lacks the event functions or
+    // the event), the producer's codes.
+    static KyrCamErr open(GenTLDevice &device, std::unique_ptr<GenTLRemoteEvents> &events) noexcept;
+    // Ends the wait, joins the thread and unregisters the event.
+    ~GenTLRemoteEvents();
+
+private:
+    GenTLRemoteEvents(GenTLDevice &device, EVENT_HANDLE event);
+    void run();
+    // The event's numeric id, from EVENT_DATA_NUMID or the hexadecimal
+    // EVENT_DATA_ID of older producers.
+    bool idOf(const std::string &raw, uint64_t &id) noexcept;
+
+    GenTLDevice &device_;
+    const GenTLFunctions &fn_;
+    const EVENT_HANDLE event_;
+    std::atomic<bool> closing_{ false };
+    std::thread thread_;
+};
+
 class GenTLDevice final : public Device
 {
 public:
@@ -123,11 +149,16 @@ public:
     const GenTLFunctions &fn() const noexcept { return info_.owner().producer().fn(); }
     DEV_HANDLE handle() const noexcept { return handle_; }
     AravisParamArray *camera() noexcept { return remote_ ? remote_->array() : nullptr; }
-    // Runs a command feature of the camera; kOk when it has none.
-    KyrCamErr execute(const char *command) noexcept;
-    // The producer reports the device gone (from the stream thread).
+    // The camera's AcquisitionStart when the first stream starts and its
+    // AcquisitionStop when the last one stops; kOk for a camera without them.
+    KyrCamErr streamStarted() noexcept;
+    KyrCamErr streamStopped() noexcept;
+    // The producer reports the device gone (from a library thread).
     void lost() noexcept;
-    void releaseStream() noexcept;
+    // Hands an event of the remote device to the dispatcher.
+    void post(uint32_t eventId, std::string data) noexcept;
+    // Drops a handle of `stream`; the last one closes it.
+    void releaseStream(GenTLStream *stream) noexcept;
 
     void Release() noexcept override;
     DeviceInfo *GetInfo() noexcept override;
@@ -145,16 +176,26 @@ public:
 
 private:
     GenTLDevice(GenTLDeviceInfo &info, DEV_HANDLE handle);
+    KyrCamErr execute(const char *command) noexcept;
+
+    // An open data stream and the handles given out for it.
+    struct StreamSlot {
+        std::unique_ptr<GenTLStream> stream;
+        uint32_t handles = 0;
+    };
 
     GenTLDeviceInfo &info_;
     const DEV_HANDLE handle_;
     std::atomic<bool> lost_{ false };
     std::unique_ptr<GenTLNodeMap> remote_;
+    std::mutex eventsMutex_;
+    std::unique_ptr<GenTLRemoteEvents> events_;
     std::mutex moduleMutex_;
     std::unique_ptr<GenTLNodeMap> module_;
     std::mutex streamMutex_;
-    std::unique_ptr<GenTLStream> stream_;
-    uint32_t streamHandles_ = 0;
+    std::vector<StreamSlot> streams_;
+    std::mutex acquisitionMutex_;
+    uint32_t acquiringStreams_ = 0;
 };
 
 } // namespace KyrCam

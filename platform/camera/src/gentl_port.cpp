@@ -1,5 +1,6 @@
 #include "gentl_private.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -174,6 +175,21 @@ KyrCamErr fetchXml(GenTLNodeMap &map, const std::string &url, std::string &xml)
     return kOk;
 }
 
+// The ids of the description's event ports, "<EventID>hex</EventID>".
+std::vector<uint64_t> eventIdsOf(const std::string &xml)
+{
+    static const char kOpen[] = "<EventID>";
+    std::vector<uint64_t> ids;
+    for (size_t at = xml.find(kOpen); at != std::string::npos; at = xml.find(kOpen, at + 1)) {
+        char *end = nullptr;
+        const char *digits = xml.c_str() + at + sizeof kOpen - 1;
+        const uint64_t id = g_ascii_strtoull(digits, &end, 16);
+        if (end != digits && *end == '<')
+            ids.push_back(id);
+    }
+    return ids;
+}
+
 } // namespace
 
 } // namespace KyrCam
@@ -217,6 +233,7 @@ KyrCamErr GenTLNodeMap::create(GenTLProducer &producer, PORT_HANDLE port, std::u
             return kErrNotAvailable;
         enableChecks(gc.get());
         made->array_ = std::make_unique<AravisParamArray>(gc.get());
+        made->eventIds_ = eventIdsOf(xml);
         map = std::move(made);
         return kOk;
     } catch (...) {
@@ -229,6 +246,11 @@ GenTLNodeMap::~GenTLNodeMap()
     array_.reset();
     if (port_)
         asPort(port_.get())->map = nullptr;
+}
+
+bool GenTLNodeMap::declaresEvent(uint64_t eventId) const noexcept
+{
+    return std::find(eventIds_.begin(), eventIds_.end(), eventId) != eventIds_.end();
 }
 
 void GenTLNodeMap::detach() noexcept

@@ -65,6 +65,7 @@ struct GenTLFunctions {
     PGCRegisterEvent GCRegisterEvent;
     PGCUnregisterEvent GCUnregisterEvent;
     PEventGetData EventGetData;
+    PEventGetDataInfo EventGetDataInfo;
     PEventKill EventKill;
     PEventFlush EventFlush;
     PDSAnnounceBuffer DSAnnounceBuffer;
@@ -99,6 +100,7 @@ KyrCamErr gentlCode(GC_ERROR code) noexcept;
 // An info query `(type, buffer, size)`; the helpers ask for the size first,
 // bound it and tolerate a missing NUL. Empty text or `fallback` on failure.
 using GenTLInfoQuery = std::function<GC_ERROR(INFO_DATATYPE *, void *, size_t *)>;
+std::string gentlBytes(const GenTLInfoQuery &query);
 std::string gentlText(const GenTLInfoQuery &query);
 bool gentlInteger(const GenTLInfoQuery &query, uint64_t &value);
 
@@ -229,6 +231,8 @@ public:
     ~GenTLNodeMap();
 
     AravisParamArray *array() noexcept { return array_.get(); }
+    // Whether the description declares an event port for `eventId`.
+    bool declaresEvent(uint64_t eventId) const noexcept;
     // Every port access after this answers kErrIo without calling the producer.
     void detach() noexcept;
     KyrCamErr read(uint64_t address, void *buffer, size_t size) noexcept;
@@ -241,6 +245,7 @@ private:
     std::shared_ptr<Target> target_;
     GObjectPtr<ArvDevice> port_;
     std::unique_ptr<AravisParamArray> array_;
+    std::vector<uint64_t> eventIds_;
 };
 
 } // namespace KyrCam

@@ -46,17 +46,23 @@ KyrCamErr gentlCode(GC_ERROR code) noexcept
     return code <= GC_ERR_ERROR && code >= GC_ERR_BUSY ? code : kErrGenTL;
 }
 
-std::string gentlText(const GenTLInfoQuery &query)
+std::string gentlBytes(const GenTLInfoQuery &query)
 {
     INFO_DATATYPE type = INFO_DATATYPE_UNKNOWN;
     size_t size = 0;
     if (query(&type, nullptr, &size) != GC_ERR_SUCCESS || size == 0 || size > kInfoLimit)
         return std::string();
-    std::string text(size, '\0');
+    std::string bytes(size, '\0');
     size_t got = size;
-    if (query(&type, &text[0], &got) != GC_ERR_SUCCESS)
+    if (query(&type, &bytes[0], &got) != GC_ERR_SUCCESS)
         return std::string();
-    text.resize(std::min(got, size));
+    bytes.resize(std::min(got, size));
+    return bytes;
+}
+
+std::string gentlText(const GenTLInfoQuery &query)
+{
+    std::string text = gentlBytes(query);
     const size_t nul = text.find('\0');
     if (nul != std::string::npos)
         text.resize(nul);
@@ -163,6 +169,7 @@ KyrCamErr GenTLProducer::load(const std::string &path, std::unique_ptr<GenTLProd
         bind(library, "GCRegisterEvent", fn.GCRegisterEvent);
         bind(library, "GCUnregisterEvent", fn.GCUnregisterEvent);
         bind(library, "EventGetData", fn.EventGetData);
+        bind(library, "EventGetDataInfo", fn.EventGetDataInfo);
         bind(library, "EventKill", fn.EventKill);
         bind(library, "EventFlush", fn.EventFlush);
         bind(library, "DSAnnounceBuffer", fn.DSAnnounceBuffer);

@@ -87,12 +87,12 @@ GenTLStream::GenTLStream(GenTLDevice &device, DS_HANDLE handle, EVENT_HANDLE eve
 {
 }
 
-KyrCamErr GenTLStream::open(GenTLDevice &device, std::unique_ptr<GenTLStream> &stream) noexcept
+KyrCamErr GenTLStream::open(GenTLDevice &device, uint32_t index, std::unique_ptr<GenTLStream> &stream) noexcept
 {
     const GenTLFunctions &fn = device.fn();
     try {
         const std::string id = gentlText([&](INFO_DATATYPE *, void *buffer, size_t *size) {
-            return gentlCall(fn.DevGetDataStreamID, device.handle(), 0u, static_cast<char *>(buffer), size);
+            return gentlCall(fn.DevGetDataStreamID, device.handle(), index, static_cast<char *>(buffer), size);
         });
         if (id.empty())
             return kErrNotAvailable;
@@ -123,7 +123,7 @@ GenTLStream::~GenTLStream()
         closing_ = true;
     }
     if (acquiring_) {
-        device_.execute("AcquisitionStop");
+        device_.streamStopped();
         gentlCall(fn_.DSStopAcquisition, handle_, ACQ_STOP_FLAGS(ACQ_STOP_FLAGS_KILL));
     }
     gentlCall(fn_.EventKill, event_);
@@ -185,7 +185,7 @@ void GenTLStream::endWaits() noexcept
 void GenTLStream::Release() noexcept
 {
     endWaits();
-    device_.releaseStream();
+    device_.releaseStream(this);
 }
 
 int64_t GenTLStream::streamInfo(STREAM_INFO_CMD command, int64_t fallback) noexcept
@@ -241,7 +241,7 @@ KyrCamErr GenTLStream::StartAcquisition(uint64_t frameCount, const void *reserve
                               frameCount == kWithoutLimit ? GENTL_INFINITE : frameCount);
     if (code != GC_ERR_SUCCESS)
         return gentlCode(code);
-    const KyrCamErr started = device_.execute("AcquisitionStart");
+    const KyrCamErr started = device_.streamStarted();
     if (started != kOk) {
         gentlCall(fn_.DSStopAcquisition, handle_, ACQ_STOP_FLAGS(ACQ_STOP_FLAGS_KILL));
         return started;
@@ -261,7 +261,7 @@ KyrCamErr GenTLStream::StopAcquisition(int32_t mode) noexcept
             return kErrInvalidState;
         acquiring_ = false;
     }
-    const KyrCamErr stopped = device_.execute("AcquisitionStop");
+    const KyrCamErr stopped = device_.streamStopped();
     const GC_ERROR code = gentlCall(fn_.DSStopAcquisition, handle_,
                                     ACQ_STOP_FLAGS(mode == kStopKill ? ACQ_STOP_FLAGS_KILL : ACQ_STOP_FLAGS_DEFAULT));
     if (code != GC_ERR_SUCCESS && code != GC_ERR_RESOURCE_IN_USE)
