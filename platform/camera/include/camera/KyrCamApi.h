@@ -242,7 +242,8 @@ public:
     virtual KyrCamErr WriteMem(int64_t address, const void *data, uint64_t size, uint64_t *written) noexcept = 0;
     // Calls `callback(data, size, context)` for each event of `eventId` (an
     // EventId) until unregistered; registering the same (id, callback, context)
-    // again changes nothing. Codes: kErrNotImplemented (unknown id).
+    // again changes nothing. Codes: kErrNotImplemented (an id the device cannot
+    // send), kErrIo (device lost).
     virtual KyrCamErr RegisterEvent(uint32_t eventId, EventCallback callback, void *context) noexcept = 0;
     // Withdraws a registration. After it returns no new call starts. A call
     // already running finishes on its own: when the host runs Python the caller
