@@ -14,7 +14,9 @@
 //   KYR_TL_XML=zip|file      the description as local zip or file: URL
 //   KYR_TL_XML_ZIP=path      the zip file served for KYR_TL_XML=zip
 //   KYR_TL_XML_FILE=path     the file named for KYR_TL_XML=file
-//   KYR_TL_SLOW_MS=n         each port read takes n ms longer
+//   KYR_TL_SLOW_MS=n         each port access takes n ms longer
+//   KYR_TL_SLOW_READS=k      only the first k register reads of a camera do
+//                            (its description and the other ports stay quick)
 //   KYR_TL_LOSE_AFTER=n      the CoaXPress device disappears after n frames
 //   KYR_TL_EVENTS=1          each frame also raises the remote device's
 //                            EventExposureEnd (id 0x9001, the frame id as data)
@@ -22,6 +24,7 @@
 //                            its id only as text (no EVENT_DATA_NUMID)
 // Built without KYR_TL_OPTIONAL_EXPORTS it exports only the required
 // functions (the "minimal" variant).
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdarg>
@@ -60,6 +63,7 @@ struct Config {
     std::string xmlZip;
     std::string xmlFile;
     unsigned slowMs = 0;
+    unsigned slowReads = 0;
     unsigned loseAfter = 0;
     unsigned events = 0;
 } config;
@@ -80,6 +84,7 @@ struct RemoteEventData {
 };
 
 std::mutex logMutex;
+std::atomic<unsigned> slowReadsLeft{ 0 };
 
 void logCall(const char *format, ...)
 {
@@ -424,6 +429,8 @@ EXPORT GC_ERROR GCInitLib(void)
     config.xmlZip = envText("KYR_TL_XML_ZIP");
     config.xmlFile = envText("KYR_TL_XML_FILE");
     config.slowMs = envNumber("KYR_TL_SLOW_MS");
+    config.slowReads = envNumber("KYR_TL_SLOW_READS");
+    slowReadsLeft = config.slowReads;
     config.loseAfter = envNumber("KYR_TL_LOSE_AFTER");
     config.events = envNumber("KYR_TL_EVENTS");
     logCall("GCInitLib");
@@ -593,9 +600,12 @@ GC_ERROR portAccess(PORT_HANDLE hPort, uint64_t address, void *buffer, size_t *p
 {
     if (!piSize || !buffer)
         return GC_ERR_INVALID_PARAMETER;
-    if (config.slowMs)
+    Device *device = tl ? remoteOf(hPort) : nullptr;
+    const bool slow = config.slowReads == 0 || (device && !write && address < kXmlAddress && slowReadsLeft.load() > 0 &&
+                                                slowReadsLeft.fetch_sub(1) > 0);
+    if (config.slowMs && slow)
         std::this_thread::sleep_for(std::chrono::milliseconds(config.slowMs));
-    if (Device *device = tl ? remoteOf(hPort) : nullptr) {
+    if (device) {
         if (device->lost)
             return GC_ERR_IO;
         if (address >= kXmlAddress) {

@@ -238,6 +238,17 @@ def scenario_streams(kyr, system, _):
     return out
 
 
+def scenario_slow(kyr, system, _):
+    """A register read the producer answers after the caller's timeout, then
+    one behind it, then a release with nothing in flight."""
+    device = open_device(kyr, system, 4)
+    first = device.ReadMem(0x100, 4)
+    second = device.ReadMem(0x100, 4)
+    width = device.GetCameraParameters().GetIntegerValue("Width")
+    device.Release()
+    return {"first": first[0], "second": [second[0], int.from_bytes(second[1], "big")], "width": width}
+
+
 def scenario_release_waiting(kyr, system, what):
     device = open_device(kyr, system, 4)
     stream = start(device, 1)

@@ -184,6 +184,14 @@ def test_slow_port_answers_still_work():
     assert run("features", slow_ms=2)["get"][0] == [True, 320]
 
 
+def test_a_port_read_past_the_timeout_returns_and_finishes_later():
+    # The producer takes 3 s for the first read; the caller waits 2 s. The
+    # second read waits behind the first one, which completes on its own.
+    seen = run("slow", slow_ms=3000, slow_reads=1)
+    assert seen["first"] == -1011
+    assert seen["second"] == [0, seen["width"][1]] and seen["width"][0]
+
+
 def test_producer_without_optional_exports():
     seen = run("minimal", producer=MINIMAL)
     assert seen["types"] == [6]

@@ -22,7 +22,10 @@ DEVICE_ACCESS_FLAGS accessFlags(int32_t mode) noexcept
 
 } // namespace
 
-GenTLDevice::GenTLDevice(GenTLDeviceInfo &info, DEV_HANDLE handle) : info_(info), handle_(handle) {}
+GenTLDevice::GenTLDevice(GenTLDeviceInfo &info, DEV_HANDLE handle, GenTLWorker &worker)
+    : info_(info), handle_(handle), worker_(worker)
+{
+}
 
 KyrCamErr GenTLDevice::open(GenTLDeviceInfo &info, int32_t mode, std::unique_ptr<GenTLDevice> &device) noexcept
 {
@@ -31,31 +34,56 @@ KyrCamErr GenTLDevice::open(GenTLDeviceInfo &info, int32_t mode, std::unique_ptr
     if (!info.claim())
         return kErrResourceInUse;
     GenTLProducer &producer = info.owner().producer();
-    const GenTLFunctions &fn = producer.fn();
-    DEV_HANDLE handle = nullptr;
-    const GC_ERROR opened =
-        gentlCall(fn.IFOpenDevice, info.owner().handle(), info.id().c_str(), accessFlags(mode), &handle);
-    if (opened != GC_ERR_SUCCESS || !handle) {
-        info.setOpenHere(false);
-        return opened == GC_ERR_SUCCESS ? kErrGenTL : gentlCode(opened);
-    }
+    const GenTLFunctions *fn = &producer.fn();
+    GenTLWorker *worker = producer.newWorker();
+    std::shared_ptr<DEV_HANDLE> handle;
     try {
-        std::unique_ptr<GenTLDevice> made(new GenTLDevice(info, handle));
-        PORT_HANDLE port = nullptr;
-        const GC_ERROR code = gentlCall(fn.DevGetPort, handle, &port);
-        if (code != GC_ERR_SUCCESS || !port)
-            return code == GC_ERR_SUCCESS ? kErrGenTL : gentlCode(code);
-        // A device without a description still gives registers and streams.
-        const KyrCamErr described = GenTLNodeMap::create(producer, port, made->remote_);
-        if (described != kOk)
-            logDebug("gentl: no description for %s: %d", info.id().c_str(), described);
-        device = std::move(made);
-        return kOk;
+        handle = std::make_shared<DEV_HANDLE>(nullptr);
     } catch (...) {
-        gentlCall(fn.DevClose, handle);
+    }
+    if (!worker || !handle) {
+        if (worker)
+            worker->retire([] {}, 0);
         info.setOpenHere(false);
         return kErrOutOfMemory;
     }
+    // A device that opens after we stopped waiting is closed again on the
+    // worker, after the open.
+    const auto closeLate = [fn, handle] {
+        if (*handle)
+            gentlCall(fn->DevClose, *handle);
+    };
+    IF_HANDLE iface = info.owner().handle();
+    const DEVICE_ACCESS_FLAGS flags = accessFlags(mode);
+    const auto openDevice = [fn, iface, id = info.id(), flags, handle] {
+        return gentlCall(fn->IFOpenDevice, iface, id.c_str(), flags, handle.get());
+    };
+    KyrCamErr code = worker->run(openDevice, kGenTLPortTimeoutMs);
+    if (code == kOk && !*handle)
+        code = kErrGenTL;
+    if (code != kOk) {
+        worker->retire(closeLate, 0);
+        info.setOpenHere(false);
+        return code;
+    }
+    std::unique_ptr<GenTLDevice> made;
+    try {
+        made.reset(new GenTLDevice(info, *handle, *worker));
+    } catch (...) {
+        worker->retire(closeLate, 0);
+        info.setOpenHere(false);
+        return kErrOutOfMemory;
+    }
+    PORT_HANDLE port = nullptr;
+    const GC_ERROR got = gentlCall(fn->DevGetPort, *handle, &port);
+    if (got != GC_ERR_SUCCESS || !port)
+        return got == GC_ERR_SUCCESS ? kErrGenTL : gentlCode(got);
+    // A device without a description still gives streams.
+    const KyrCamErr described = GenTLNodeMap::create(producer, port, worker, made->remote_);
+    if (described != kOk)
+        logDebug("gentl: no description for %s: %d", info.id().c_str(), described);
+    device = std::move(made);
+    return kOk;
 }
 
 GenTLDevice::~GenTLDevice()
@@ -83,7 +111,9 @@ GenTLDevice::~GenTLDevice()
         if (module_)
             module_->detach();
     }
-    gentlCall(fn().DevClose, handle_);
+    // After the port calls still in flight; a producer slow to close keeps
+    // its device handle until it is done, not the caller.
+    worker_.retire([fn = &fn(), handle = handle_] { gentlCall(fn->DevClose, handle); }, kGenTLPortTimeoutMs);
     info_.setOpenHere(false);
 }
 
@@ -267,7 +297,7 @@ KyrGenParam::Array *GenTLDevice::GetTransportParameters(KyrCamErr *err) noexcept
     KyrCamErr code = kOk;
     // The device module's own port is the device handle.
     if (!module_)
-        code = GenTLNodeMap::create(info_.owner().producer(), handle_, module_);
+        code = GenTLNodeMap::create(info_.owner().producer(), handle_, &worker_, module_);
     setError(err, code);
     return module_ ? module_->array() : nullptr;
 }

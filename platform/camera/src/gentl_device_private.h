@@ -175,7 +175,7 @@ public:
     KyrCamErr LoadConfiguration(const char *path) noexcept override;
 
 private:
-    GenTLDevice(GenTLDeviceInfo &info, DEV_HANDLE handle);
+    GenTLDevice(GenTLDeviceInfo &info, DEV_HANDLE handle, GenTLWorker &worker);
     KyrCamErr execute(const char *command) noexcept;
 
     // An open data stream and the handles given out for it.
@@ -186,6 +186,8 @@ private:
 
     GenTLDeviceInfo &info_;
     const DEV_HANDLE handle_;
+    // The producer's; retired when the device closes.
+    GenTLWorker &worker_;
     std::atomic<bool> lost_{ false };
     std::unique_ptr<GenTLNodeMap> remote_;
     std::mutex eventsMutex_;

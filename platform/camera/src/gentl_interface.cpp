@@ -128,7 +128,7 @@ KyrGenParam::Array *GenTLInterface::GetParameters(KyrCamErr *err) noexcept
     std::lock_guard<std::mutex> lock(mutex_);
     KyrCamErr code = kOk;
     if (!params_)
-        code = GenTLNodeMap::create(producer_, handle_, params_);
+        code = GenTLNodeMap::create(producer_, handle_, nullptr, params_);
     setError(err, code);
     return params_ ? params_->array() : nullptr;
 }

@@ -13,6 +13,7 @@ struct GenTLNodeMap::Target {
     std::mutex mutex;
     const GenTLFunctions *fn = nullptr;
     PORT_HANDLE port = nullptr;
+    GenTLWorker *worker = nullptr;
 };
 
 } // namespace KyrCam
@@ -214,13 +215,15 @@ static void kyr_gentl_port_class_init(KyrGenTLPortClass *klass)
 
 namespace KyrCam {
 
-KyrCamErr GenTLNodeMap::create(GenTLProducer &producer, PORT_HANDLE port, std::unique_ptr<GenTLNodeMap> &map) noexcept
+KyrCamErr GenTLNodeMap::create(GenTLProducer &producer, PORT_HANDLE port, GenTLWorker *worker,
+                                std::unique_ptr<GenTLNodeMap> &map) noexcept
 {
     try {
         std::unique_ptr<GenTLNodeMap> made(new GenTLNodeMap);
         made->target_ = std::make_shared<Target>();
         made->target_->fn = &producer.fn();
         made->target_->port = port;
+        made->target_->worker = worker;
         std::string xml;
         const std::string url = portUrl(producer.fn(), port);
         const KyrCamErr code = url.empty() ? kErrNotAvailable : fetchXml(*made, url, xml);
@@ -261,26 +264,53 @@ void GenTLNodeMap::detach() noexcept
 
 KyrCamErr GenTLNodeMap::read(uint64_t address, void *buffer, size_t size) noexcept
 {
-    std::lock_guard<std::mutex> lock(target_->mutex);
-    if (!target_->port)
-        return kErrIo;
-    size_t done = size;
-    const GC_ERROR code = gentlCall(target_->fn->GCReadPort, target_->port, address, buffer, &done);
-    if (code != GC_ERR_SUCCESS)
-        return gentlCode(code);
-    return done == size ? kOk : kErrIo;
+    return access(address, buffer, size, false);
 }
 
 KyrCamErr GenTLNodeMap::write(uint64_t address, const void *data, size_t size) noexcept
 {
-    std::lock_guard<std::mutex> lock(target_->mutex);
+    return access(address, const_cast<void *>(data), size, true);
+}
+
+KyrCamErr GenTLNodeMap::access(uint64_t address, void *bytes, size_t size, bool write) noexcept
+{
+    std::unique_lock<std::mutex> lock(target_->mutex);
     if (!target_->port)
         return kErrIo;
-    size_t done = size;
-    const GC_ERROR code = gentlCall(target_->fn->GCWritePort, target_->port, address, data, &done);
-    if (code != GC_ERR_SUCCESS)
-        return gentlCode(code);
-    return done == size ? kOk : kErrIo;
+    const GenTLFunctions *fn = target_->fn;
+    PORT_HANDLE port = target_->port;
+    const auto call = [fn, port, address, write](void *data, size_t *done) {
+        return write ? gentlCall(fn->GCWritePort, port, address, static_cast<const void *>(data), done)
+                     : gentlCall(fn->GCReadPort, port, address, data, done);
+    };
+    if (!target_->worker) {
+        size_t done = size;
+        const GC_ERROR code = call(bytes, &done);
+        if (code != GC_ERR_SUCCESS)
+            return gentlCode(code);
+        return done == size ? kOk : kErrIo;
+    }
+    GenTLWorker *worker = target_->worker;
+    lock.unlock();
+    try {
+        // The call may finish after we stopped waiting: it works on a copy
+        // that it shares, never on the caller's memory.
+        auto copy = std::make_shared<std::string>(size, '\0');
+        auto done = std::make_shared<size_t>(size);
+        if (write)
+            std::memcpy(&(*copy)[0], bytes, size);
+        const KyrCamErr code =
+            worker->run([call, copy, done] { return call(&(*copy)[0], done.get()); }, kGenTLPortTimeoutMs);
+        if (code != kOk)
+            return code;
+        if (*done != size)
+            return kErrIo;
+        if (!write)
+            std::memcpy(bytes, copy->data(), size);
+        return kOk;
+    } catch (...) {
+        return kErrOutOfMemory;
+    }
 }
 
 } // namespace KyrCam

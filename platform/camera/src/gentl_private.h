@@ -21,12 +21,16 @@
 
 #include "aravis_support_private.h"
 #include "gentl_api_private.h"
+#include "gentl_worker_private.h"
 #include "genparam_private.h"
 
 namespace KyrCam {
 
 // Interface type of a transport layer that is none of ours.
 constexpr int32_t kInterfaceOtherGenTL = 6;
+// Longest wait for one port access, opening or closing a device: the
+// producer's call may take longer, the caller does not.
+constexpr uint64_t kGenTLPortTimeoutMs = 2000;
 
 // The producer's entry points; optional ones are null when not exported.
 struct GenTLFunctions {
@@ -196,6 +200,9 @@ public:
     const std::string &path() const noexcept { return path_; }
     TL_HANDLE tl() const noexcept { return tl_; }
     std::vector<GenTLInterface *> interfaces() noexcept;
+    // A new worker for one device's calls, kept until it has finished after
+    // its retire(); null when memory is short.
+    GenTLWorker *newWorker() noexcept;
 
 private:
     GenTLProducer() = default;
@@ -207,6 +214,8 @@ private:
     TL_HANDLE tl_ = nullptr;
     std::string tlType_;
     std::vector<std::unique_ptr<GenTLInterface>> interfaces_;
+    std::mutex workersMutex_;
+    std::vector<std::unique_ptr<GenTLWorker>> workers_;
 };
 
 // The interface type of a transport layer type text (TL_INFO_TLTYPE).
@@ -225,9 +234,12 @@ Device *openGenTLDevice(GenTLDeviceInfo &info, int32_t mode, KyrCamErr *err) noe
 class GenTLNodeMap
 {
 public:
-    // Codes: kErrNotAvailable (no URL, unsupported scheme, bad XML), the
-    // producer's codes.
-    static KyrCamErr create(GenTLProducer &producer, PORT_HANDLE port, std::unique_ptr<GenTLNodeMap> &map) noexcept;
+    // Port calls go through `worker`, each bounded by kGenTLPortTimeoutMs,
+    // or are made on the caller's thread when it is null. Codes:
+    // kErrNotAvailable (no URL, unsupported scheme, bad XML), the producer's
+    // codes.
+    static KyrCamErr create(GenTLProducer &producer, PORT_HANDLE port, GenTLWorker *worker,
+                            std::unique_ptr<GenTLNodeMap> &map) noexcept;
     ~GenTLNodeMap();
 
     AravisParamArray *array() noexcept { return array_.get(); }
@@ -240,6 +252,7 @@ public:
 
 private:
     GenTLNodeMap() = default;
+    KyrCamErr access(uint64_t address, void *bytes, size_t size, bool write) noexcept;
 
     struct Target;
     std::shared_ptr<Target> target_;

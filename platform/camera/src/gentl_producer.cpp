@@ -244,6 +244,20 @@ std::vector<GenTLInterface *> GenTLProducer::interfaces() noexcept
     return result;
 }
 
+GenTLWorker *GenTLProducer::newWorker() noexcept
+{
+    try {
+        std::lock_guard<std::mutex> lock(workersMutex_);
+        workers_.erase(std::remove_if(workers_.begin(), workers_.end(),
+                                      [](const auto &worker) { return worker->finished(); }),
+                       workers_.end());
+        workers_.push_back(std::make_unique<GenTLWorker>());
+        return workers_.back().get();
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 KyrCamErr registerGenTLProducer(const char *path) noexcept
 {
     if (!path)
