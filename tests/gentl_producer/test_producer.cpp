@@ -1,9 +1,11 @@
 // A GenTL producer for tests, on our own declarations of the interface: a
 // Camera Link frame grabber with two ports (one interface, a device per port),
-// a CoaXPress interface and an HD-SDI interface (custom transport type
-// "HDSDI"), each device an ArvFakeCamera register model with its GenICam
-// description, streaming Mono8 frames whose pixel (x, y) is x + y + frame id
-// (the HD-SDI device on two data streams, fill and key, each its own count).
+// a CoaXPress interface, an HD-SDI interface (custom transport type "HDSDI")
+// and a GigE Vision adapter that tells its device's IP settings through its
+// GevDevice* features. Each device is an ArvFakeCamera register model with
+// its GenICam description, streaming Mono8 frames whose pixel (x, y) is
+// x + y + frame id (the HD-SDI device on two data streams, fill and key, each
+// its own count).
 //
 // Knobs, read by GCInitLib from the environment:
 //   KYR_TL_LOG=path          append one line per call (name and arguments)
@@ -158,6 +160,41 @@ std::string moduleXml(const char *model, const char *feature)
            "<Endianess>LittleEndian</Endianess></IntReg>\n<Port Name=\"Device\"/>\n</RegisterDescription>\n";
 }
 
+// The GigE Vision adapter's features: DeviceSelector (only 0) selects the
+// one device, whose id and IPv4 settings sit in registers.
+constexpr uint64_t kSelectorAddress = 0x20;
+constexpr uint64_t kGevRegistersEnd = 0x80;
+const char kGevDeviceId[] = "GEV0-0";
+constexpr uint32_t kGevDeviceIp[] = { 0xC0A80714, 0xFFFFFF00, 0xC0A80701 };  // 192.168.7.20/24 via .1
+
+std::string gevInterfaceXml()
+{
+    const auto intReg = [](const char *name, unsigned address, const char *access) {
+        char node[512];
+        std::snprintf(node, sizeof node,
+                      "<IntReg Name=\"%s\" NameSpace=\"Standard\"><Address>0x%x</Address><Length>4</Length>"
+                      "<AccessMode>%s</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign>"
+                      "<Endianess>LittleEndian</Endianess></IntReg>\n",
+                      name, address, access);
+        return std::string(node);
+    };
+    return std::string("<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<RegisterDescription ModelName=\"TestGEV\" "
+                       "VendorName=\"Kyr\" StandardNameSpace=\"None\" SchemaMajorVersion=\"1\" "
+                       "SchemaMinorVersion=\"1\" SchemaSubMinorVersion=\"0\" MajorVersion=\"1\" "
+                       "MinorVersion=\"0\" SubMinorVersion=\"0\" ProductGuid=\"0\" VersionGuid=\"0\" "
+                       "xmlns=\"http://www.genicam.org/GenApi/Version_1_1\">\n"
+                       "<Category Name=\"Root\" NameSpace=\"Standard\"><pFeature>DeviceSelector</pFeature>"
+                       "<pFeature>DeviceID</pFeature><pFeature>GevDeviceIPAddress</pFeature>"
+                       "<pFeature>GevDeviceSubnetMask</pFeature><pFeature>GevDeviceGateway</pFeature></Category>\n"
+                       "<Integer Name=\"DeviceSelector\" NameSpace=\"Standard\"><pValue>DeviceSelectorReg</pValue>"
+                       "<Min>0</Min><Max>0</Max></Integer>\n") +
+           intReg("DeviceSelectorReg", kSelectorAddress, "RW") + intReg("GevDeviceIPAddress", 0x24, "RO") +
+           intReg("GevDeviceSubnetMask", 0x28, "RO") + intReg("GevDeviceGateway", 0x2C, "RO") +
+           "<StringReg Name=\"DeviceID\" NameSpace=\"Standard\"><Address>0x40</Address><Length>32</Length>"
+           "<AccessMode>RO</AccessMode><pPort>Device</pPort></StringReg>\n"
+           "<Port Name=\"Device\"/>\n</RegisterDescription>\n";
+}
+
 enum class Kind { TL, Interface, Device, Stream, Event };
 
 // Every handle starts with its kind, so that a stale or foreign one is told.
@@ -166,6 +203,7 @@ struct Module {
     Kind kind;
     std::string xml;     // module description (interface, device module)
     uint32_t value = 0;  // the one register of that description
+    std::string registers;  // the GigE Vision adapter's, below kGevRegistersEnd
 };
 
 struct Stream;
@@ -311,14 +349,22 @@ void buildTree()
         { "CL0", "CL", "Camera Link grabber", "TestCL", 2 },
         { "CXP0", "CXP", "CoaXPress grabber", "TestCXP", 1 },
         { "SDI0", "HDSDI", "HD-SDI grabber", "TestSDI", 1 },
+        { "GEV0", "GEV", "GigE Vision adapter", "TestGEV", 1 },
     };
     for (const auto &entry : layout) {
         auto iface = std::make_unique<Interface>();
         iface->id = entry.id;
         iface->tlType = entry.type;
         iface->name = entry.name;
-        iface->Module::xml = moduleXml("TestInterface", "PortCount");
         iface->value = uint32_t(entry.devices);
+        if (std::string(entry.type) == "GEV") {
+            iface->Module::xml = gevInterfaceXml();
+            iface->registers.assign(kGevRegistersEnd, '\0');
+            std::memcpy(&iface->registers[0x24], kGevDeviceIp, sizeof kGevDeviceIp);
+            std::memcpy(&iface->registers[0x40], kGevDeviceId, sizeof kGevDeviceId);
+        } else {
+            iface->Module::xml = moduleXml("TestInterface", "PortCount");
+        }
         for (int i = 0; i < entry.devices; ++i) {
             const std::string suffix = std::string(entry.id) + "-" + std::to_string(i);
             auto device = makeDevice(suffix, entry.model, "SN-" + suffix);
@@ -631,6 +677,17 @@ GC_ERROR portAccess(PORT_HANDLE hPort, uint64_t address, void *buffer, size_t *p
     auto *module = static_cast<Module *>(hPort);
     if (!module || (module->kind != Kind::Interface && module->kind != Kind::Device))
         return GC_ERR_INVALID_HANDLE;
+    if (!module->registers.empty() && address < kGevRegistersEnd && address >= 4) {
+        if (address + *piSize > kGevRegistersEnd)
+            return GC_ERR_INVALID_ADDRESS;
+        if (write && (address != kSelectorAddress || *piSize != 4))
+            return GC_ERR_ACCESS_DENIED;
+        if (write)
+            std::memcpy(&module->registers[address], buffer, *piSize);
+        else
+            std::memcpy(buffer, module->registers.data() + address, *piSize);
+        return GC_ERR_SUCCESS;
+    }
     if (write)
         return GC_ERR_ACCESS_DENIED;
     std::string space(module->xml);

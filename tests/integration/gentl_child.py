@@ -35,7 +35,11 @@ def pattern_ok(buffer, data):
 
 def scenario_interfaces(kyr, system, _):
     iface = next(i for i in system.GetInterfaceList() if i.GetType() >= 3)
+    infos = {i.GetDescription(): i.GetDeviceInfoList()[0] for i in system.GetInterfaceList()
+             if i.GetDescription() in ("GigE Vision adapter", "CoaXPress grabber")}
     return {
+        "ip": {name: [info.GetIPAddress(), info.GetIPMask(), info.GetIPGateway(), info.GetIP()]
+               for name, info in infos.items()},
         "interfaces": grab_interfaces(system),
         "constants": [iface.CameraLink, iface.CoaxPress, iface.HdSdi],
         "port_count": iface.GetParameters().GetIntegerValue("PortCount"),

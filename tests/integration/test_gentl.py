@@ -41,6 +41,10 @@ def test_interfaces_of_each_grabber_with_their_type():
     ]
     assert seen["constants"] == [3, 4, 5]
     assert seen["port_count"] == [True, 2]
+    assert seen["ip"] == {
+        "GigE Vision adapter": ["192.168.7.20", "255.255.255.0", "192.168.7.1", [True, 0xC0A80714, 0xFFFFFF00, 0xC0A80701]],
+        "CoaXPress grabber": ["", "", "", [False, 0, 0, 0]],
+    }
 
 
 def test_register_failures_and_the_same_path_twice(tmp_path):
@@ -142,7 +146,7 @@ def test_info_not_implemented_falls_back_to_ids():
     seen = run("interfaces", info_ni=1)
     types = {entry[0] for entry in seen["interfaces"]}
     assert types == {6}
-    assert [entry[1] for entry in seen["interfaces"]] == ["CL0", "CXP0", "SDI0"]
+    assert [entry[1] for entry in seen["interfaces"]] == ["CL0", "CXP0", "SDI0", "GEV0"]
 
 
 def test_missing_nul_gives_the_same_texts():
@@ -195,7 +199,8 @@ def test_a_port_read_past_the_timeout_returns_and_finishes_later():
 def test_producer_without_optional_exports():
     seen = run("minimal", producer=MINIMAL)
     assert seen["types"] == [6]
-    assert seen["names"] == [" CL0-0 (CL0-0)", " CL0-1 (CL0-1)", " CXP0-0 (CXP0-0)", " SDI0-0 (SDI0-0)"]
+    assert seen["names"] == [" CL0-0 (CL0-0)", " CL0-1 (CL0-1)", " CXP0-0 (CXP0-0)", " SDI0-0 (SDI0-0)",
+                             " GEV0-0 (GEV0-0)"]
     assert seen["valid"] and seen["camera"] and seen["stream"]
 
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "gvcp_private.h"
 #include "object_list_private.h"
 
 namespace KyrCam {
@@ -133,6 +134,34 @@ KyrGenParam::Array *GenTLInterface::GetParameters(KyrCamErr *err) noexcept
     return params_ ? params_->array() : nullptr;
 }
 
+KyrCamErr GenTLInterface::deviceIp(const std::string &id, uint32_t &address, uint32_t &mask, uint32_t &gateway) noexcept
+{
+    if (type_ != kInterfaceGigEVision)
+        return kErrNotAvailable;
+    KyrGenParam::Array *params = GetParameters(nullptr);
+    if (!params)
+        return kErrNotAvailable;
+    std::lock_guard<std::mutex> lock(selectorMutex_);
+    for (int64_t index = 0; index < int64_t(kDeviceLimit); ++index) {
+        if (params->SetIntegerValue("DeviceSelector", index) != kOk)
+            return kErrNotAvailable;
+        KyrCamErr err = kOk;
+        const char *selected = params->GetStringValue("DeviceID", &err);
+        if (err != kOk || !selected || id != selected)
+            continue;
+        const int64_t values[] = { params->GetIntegerValue("GevDeviceIPAddress", &err),
+                                   err == kOk ? params->GetIntegerValue("GevDeviceSubnetMask", &err) : 0,
+                                   err == kOk ? params->GetIntegerValue("GevDeviceGateway", &err) : 0 };
+        if (err != kOk)
+            return kErrNotAvailable;
+        address = uint32_t(values[0]);
+        mask = uint32_t(values[1]);
+        gateway = uint32_t(values[2]);
+        return kOk;
+    }
+    return kErrNotAvailable;
+}
+
 GenTLDeviceInfo::GenTLDeviceInfo(GenTLInterface &owner, std::string id) : owner_(owner), id_(std::move(id)) {}
 
 void GenTLDeviceInfo::refresh()
@@ -257,30 +286,33 @@ int32_t GenTLDeviceInfo::GetAccessStatus() noexcept
     return openHere_ ? kAccessBusy : access_;
 }
 
-// Frame grabber transports carry no IP configuration.
-const char *GenTLDeviceInfo::GetIPAddress(KyrCamErr *err) noexcept
+// FORCEIP is a GigE Vision message that a producer does not pass on.
+const char *GenTLDeviceInfo::ipText(size_t which, ThreadText &slot, KyrCamErr *err) noexcept
 {
-    setError(err, kErrNotAvailable);
-    return "";
+    uint32_t values[3] = {};
+    const KyrCamErr code = GetIP(&values[0], &values[1], &values[2]);
+    setError(err, code);
+    if (code != kOk)
+        return "";
+    try {
+        return slot.keep(formatIpv4(values[which]));
+    } catch (...) {
+        return "";
+    }
 }
 
-const char *GenTLDeviceInfo::GetIPMask(KyrCamErr *err) noexcept
-{
-    setError(err, kErrNotAvailable);
-    return "";
-}
+const char *GenTLDeviceInfo::GetIPAddress(KyrCamErr *err) noexcept { return ipText(0, addressText_, err); }
 
-const char *GenTLDeviceInfo::GetIPGateway(KyrCamErr *err) noexcept
-{
-    setError(err, kErrNotAvailable);
-    return "";
-}
+const char *GenTLDeviceInfo::GetIPMask(KyrCamErr *err) noexcept { return ipText(1, maskText_, err); }
 
+const char *GenTLDeviceInfo::GetIPGateway(KyrCamErr *err) noexcept { return ipText(2, gatewayText_, err); }
+
+// Read at each call: a GigE Vision device may change its address at any time.
 KyrCamErr GenTLDeviceInfo::GetIP(uint32_t *address, uint32_t *mask, uint32_t *gateway) noexcept
 {
     if (!address || !mask || !gateway)
         return kErrInvalidParameter;
-    return kErrNotAvailable;
+    return owner_.deviceIp(id_, *address, *mask, *gateway);
 }
 
 KyrCamErr GenTLDeviceInfo::ForceIP(const char *, const char *, const char *) noexcept { return kErrNotAvailable; }

@@ -145,12 +145,15 @@ public:
 
 private:
     const char *answer(std::string GenTLDeviceInfo::*field, ThreadText &slot) noexcept;
+    // Setting `which` of GetIP (0 address, 1 mask, 2 gateway) as text.
+    const char *ipText(size_t which, ThreadText &slot, KyrCamErr *err) noexcept;
 
     GenTLInterface &owner_;
     const std::string id_;
     mutable std::mutex mutex_;
     std::string vendor_, model_, serial_, version_, userName_, displayName_;
     ThreadText vendorText_, modelText_, serialText_, versionText_, userNameText_, displayNameText_;
+    ThreadText addressText_, maskText_, gatewayText_;
     int32_t access_ = kAccessUnknown;
     bool openHere_ = false;
 };
@@ -166,6 +169,9 @@ public:
     // Opens the interface handle and lists its devices once.
     KyrCamErr open() noexcept;
     bool holds(DeviceInfo *info) noexcept;
+    // The IPv4 settings of device `id` from the interface's GevDevice*
+    // features (GigE Vision producers). Codes: kErrNotAvailable.
+    KyrCamErr deviceIp(const std::string &id, uint32_t &address, uint32_t &mask, uint32_t &gateway) noexcept;
 
     DeviceInfoList *GetDeviceInfoList() noexcept override;
     DeviceInfo *GetFirstDeviceInfo() noexcept override;
@@ -186,6 +192,8 @@ private:
     std::vector<std::unique_ptr<GenTLDeviceInfo>> known_;
     std::vector<GenTLDeviceInfo *> present_;
     std::unique_ptr<class GenTLNodeMap> params_;
+    // DeviceSelector and the features it selects are read as one.
+    std::mutex selectorMutex_;
 };
 
 class GenTLProducer

@@ -106,8 +106,32 @@ TEST_F(GenTLConsumer, ListsTheProducerInterfacesByTransport)
         list->Release();
         EXPECT_EQ(devices, want.devices) << want.description;
     }
-    // The minimal variant names no transport: its three interfaces are "other".
-    EXPECT_EQ(interfacesOf(kOtherGenTL).size(), 3u);
+    // The minimal variant names no transport: its four interfaces are "other".
+    EXPECT_EQ(interfacesOf(kOtherGenTL).size(), 4u);
+}
+
+TEST_F(GenTLConsumer, GigEVisionDevicesTellTheirAddressOthersNone)
+{
+    Interface *adapter = nullptr;
+    for (Interface *iface : interfacesOf(kInterfaceGigEVision))
+        adapter = std::strcmp(iface->GetDescription(), "GigE Vision adapter") == 0 ? iface : adapter;
+    ASSERT_NE(adapter, nullptr);
+    DeviceInfo *info = adapter->GetFirstDeviceInfo();
+    ASSERT_NE(info, nullptr);
+    uint32_t ip[3] = {};
+    EXPECT_EQ(info->GetIP(&ip[0], &ip[1], &ip[2]), kOk);
+    EXPECT_EQ(ip[0], 0xC0A80714u);
+    KyrCamErr err = -1;
+    EXPECT_STREQ(info->GetIPAddress(&err), "192.168.7.20");
+    EXPECT_EQ(err, kOk);
+    EXPECT_STREQ(info->GetIPMask(&err), "255.255.255.0");
+    EXPECT_STREQ(info->GetIPGateway(&err), "192.168.7.1");
+    EXPECT_EQ(info->GetIP(nullptr, &ip[1], &ip[2]), kErrInvalidParameter);
+
+    DeviceInfo *grabbed = interfacesOf(kInterfaceCoaXPress)[0]->GetFirstDeviceInfo();
+    EXPECT_STREQ(grabbed->GetIPAddress(&err), "");
+    EXPECT_EQ(err, kErrNotAvailable);
+    EXPECT_EQ(grabbed->GetIP(&ip[0], &ip[1], &ip[2]), kErrNotAvailable);
 }
 
 TEST_F(GenTLConsumer, ReadsRegistersAndFeaturesThroughThePort)
