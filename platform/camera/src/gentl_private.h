@@ -52,14 +52,12 @@ struct GenTLFunctions {
     PGCWritePort GCWritePort;
     // Optional.
     PGCGetInfo GCGetInfo;
-    PGCGetLastError GCGetLastError;
     PTLGetInfo TLGetInfo;
     PTLUpdateInterfaceList TLUpdateInterfaceList;
     PTLGetInterfaceInfo TLGetInterfaceInfo;
     PIFGetInfo IFGetInfo;
     PIFUpdateDeviceList IFUpdateDeviceList;
     PIFGetDeviceInfo IFGetDeviceInfo;
-    PDevGetInfo DevGetInfo;
     PDevGetNumDataStreams DevGetNumDataStreams;
     PDevGetDataStreamID DevGetDataStreamID;
     PDevOpenDataStream DevOpenDataStream;
@@ -71,7 +69,6 @@ struct GenTLFunctions {
     PEventGetData EventGetData;
     PEventGetDataInfo EventGetDataInfo;
     PEventKill EventKill;
-    PEventFlush EventFlush;
     PDSAnnounceBuffer DSAnnounceBuffer;
     PDSRevokeBuffer DSRevokeBuffer;
     PDSQueueBuffer DSQueueBuffer;

@@ -152,14 +152,12 @@ KyrCamErr GenTLProducer::load(const std::string &path, std::unique_ptr<GenTLProd
             return kErrNotImplemented;
         }
         bind(library, "GCGetInfo", fn.GCGetInfo);
-        bind(library, "GCGetLastError", fn.GCGetLastError);
         bind(library, "TLGetInfo", fn.TLGetInfo);
         bind(library, "TLUpdateInterfaceList", fn.TLUpdateInterfaceList);
         bind(library, "TLGetInterfaceInfo", fn.TLGetInterfaceInfo);
         bind(library, "IFGetInfo", fn.IFGetInfo);
         bind(library, "IFUpdateDeviceList", fn.IFUpdateDeviceList);
         bind(library, "IFGetDeviceInfo", fn.IFGetDeviceInfo);
-        bind(library, "DevGetInfo", fn.DevGetInfo);
         bind(library, "DevGetNumDataStreams", fn.DevGetNumDataStreams);
         bind(library, "DevGetDataStreamID", fn.DevGetDataStreamID);
         bind(library, "DevOpenDataStream", fn.DevOpenDataStream);
@@ -171,7 +169,6 @@ KyrCamErr GenTLProducer::load(const std::string &path, std::unique_ptr<GenTLProd
         bind(library, "EventGetData", fn.EventGetData);
         bind(library, "EventGetDataInfo", fn.EventGetDataInfo);
         bind(library, "EventKill", fn.EventKill);
-        bind(library, "EventFlush", fn.EventFlush);
         bind(library, "DSAnnounceBuffer", fn.DSAnnounceBuffer);
         bind(library, "DSRevokeBuffer", fn.DSRevokeBuffer);
         bind(library, "DSQueueBuffer", fn.DSQueueBuffer);
