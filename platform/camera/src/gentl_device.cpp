@@ -155,13 +155,8 @@ void GenTLDevice::lost() noexcept
         return;
     if (remote_)
         remote_->detach();
-    {
-        std::lock_guard<std::mutex> lock(streamMutex_);
-        for (StreamSlot &slot : streams_) {
-            if (slot.stream)
-                slot.stream->deviceLost();
-        }
-    }
+    // Each stream learns of the loss from its own event wait, after the
+    // frames the producer delivered before.
     if (AravisSystem *system = aravisSystem()) {
         try {
             system->events().post(this, kEventDeviceLost, info_.GetDisplayName());

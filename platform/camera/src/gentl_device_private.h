@@ -66,9 +66,6 @@ public:
     static KyrCamErr open(GenTLDevice &device, uint32_t index, std::unique_ptr<GenTLStream> &stream) noexcept;
     ~GenTLStream() override;
 
-    // The device is gone: waits end with kErrIo.
-    void deviceLost() noexcept;
-
     void Release() noexcept override;
     int64_t GetBufferSize() noexcept override;
     int64_t GetBufferAlignment() noexcept override;

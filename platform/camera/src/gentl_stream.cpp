@@ -167,13 +167,6 @@ void GenTLStream::run()
     }
 }
 
-void GenTLStream::deviceLost() noexcept
-{
-    std::lock_guard<std::mutex> lock(mutex_);
-    lost_ = true;
-    changed_.notify_all();
-}
-
 void GenTLStream::endWaits() noexcept
 {
     std::unique_lock<std::mutex> lock(mutex_);
