@@ -1,54 +1,36 @@
 #include "stream_private.h"
 
-#include <cstdlib>
 #include <cstring>
-
-#include <image/KyrPixelType.h>
 
 #include "pixel_format_private.h"
 
 namespace KyrCam {
 
-namespace {
-
-constexpr size_t kBufferAlignment = 64;
-
-} // namespace
-
-void AlignedFree::operator()(uint8_t *memory) const noexcept { std::free(memory); }
-
 std::unique_ptr<AravisBuffer> AravisBuffer::create(int64_t size, void *userData)
 {
-    void *memory = nullptr;
-    if (size < 1 || posix_memalign(&memory, kBufferAlignment, size_t(size)) != 0)
-        return nullptr;
     std::unique_ptr<AravisBuffer> buffer(new AravisBuffer);
-    buffer->memory_.reset(static_cast<uint8_t *>(memory));
-    buffer->capacity_ = size_t(size);
+    if (!buffer->allocate(size, userData))
+        return nullptr;
     // Never stale bytes in a first frame's gaps either.
     buffer->clear();
-    buffer->userData_ = userData;
-    buffer->arv_.reset(arv_buffer_new_full(size_t(size), buffer->memory_.get(), buffer.get(), nullptr));
+    buffer->arv_.reset(arv_buffer_new_full(size_t(size), buffer->memory(), buffer.get(), nullptr));
     if (!buffer->arv_)
         return nullptr;
     return buffer;
 }
 
-void AravisBuffer::clear() noexcept { std::memset(memory_.get(), 0, capacity_); }
+void AravisBuffer::clear() noexcept { std::memset(memory(), 0, size()); }
 
 void AravisBuffer::takeFrame(uint64_t frameId, const FrameFormat &acquiring) noexcept
 {
     ArvBuffer *frame = arv_.get();
-    hasFrame_ = true;
+    startFrame();
     frameId_ = frameId;
     timestamp_ = arv_buffer_get_timestamp(frame);
     incomplete_ = arv_buffer_get_status(frame) != ARV_BUFFER_STATUS_SUCCESS;
     size_t received = 0;
     const void *base = arv_buffer_get_data(frame, &received);
-    image_ = KyrImage{};
-    imageOffset_ = 0;
     validSize_ = received;
-    xOffset_ = yOffset_ = xPadding_ = yPadding_ = 0;
     if (incomplete_) {
         // Aravis keeps an incomplete frame's description only partly (a lost
         // leader leaves the previous frame's in place), so the frame is
@@ -86,23 +68,12 @@ void AravisBuffer::describe(uint32_t pixelType, uint32_t width, uint32_t height,
     image_.pixelType = pixelType;
     image_.width = width;
     image_.height = height;
-    image_.bitDepth = KyrPixelBitDepthOf(pixelType);
-    image_.components = KyrPixelComponentsOf(pixelType);
-    image_.packing = (pixelType >> 8) & 0xFF;
-    image_.bitsPerPixel = KyrPixelBitsOf(pixelType);
-    image_.stride = uint32_t(lineBytes(pixelType, width) + uint32_t(xPadding));
     if (incomplete_) {
         // The whole image is handed over, as far as the buffer holds it.
-        const uint64_t whole = uint64_t(image_.stride) * height;
-        validSize_ = whole < capacity_ ? whole : capacity_;
+        const uint64_t whole = (lineBytes(pixelType, width) + uint64_t(xPadding)) * height;
+        validSize_ = whole < size() ? whole : size();
     }
-    image_.size = validSize_;
-    image_.data = memory_.get() + imageOffset_;
-}
-
-KyrImage *AravisBuffer::GetImage() noexcept
-{
-    return hasFrame_ && image_.pixelType != 0 ? &image_ : nullptr;
+    finishImage();
 }
 
 } // namespace KyrCam

@@ -5,56 +5,26 @@
 // thread; calls back on the stream thread; buffers: owner thread only.
 #pragma once
 
+#include "frame_buffer_private.h"
 #include "gentl_private.h"
 
 namespace KyrCam {
 
 class GenTLDevice;
 
-class GenTLBuffer final : public Buffer
+// Input: announced to the producer and queued there.
+class GenTLBuffer final : public FrameBuffer
 {
 public:
-    enum class State { Announced, Input, Output };
-
     // Null when memory is short.
     static std::unique_ptr<GenTLBuffer> create(int64_t size, void *userData);
 
-    uint8_t *memory() noexcept { return memory_.get(); }
-    size_t size() const noexcept { return size_; }
     BUFFER_HANDLE handle = nullptr;
-    State state = State::Announced;
     // Reads the frame's description from the producer.
     void takeFrame(const GenTLFunctions &fn, DS_HANDLE stream) noexcept;
 
-    KyrImage *GetImage() noexcept override;
-    uint8_t *GetBufferPtr() noexcept override { return memory_.get(); }
-    uint64_t GetImageOffset() noexcept override { return imageOffset_; }
-    uint64_t GetBufferSize() noexcept override { return validSize_; }
-    uint64_t GetPixelFormat() noexcept override { return image_.pixelType; }
-    uint64_t GetFrameID() noexcept override { return frameId_; }
-    uint64_t GetTimestamp() noexcept override { return timestamp_; }
-    bool IsIncomplete() noexcept override { return incomplete_; }
-    uint32_t GetWidth() noexcept override { return image_.width; }
-    uint32_t GetHeight() noexcept override { return image_.height; }
-    int32_t GetXOffset() noexcept override { return xOffset_; }
-    int32_t GetYOffset() noexcept override { return yOffset_; }
-    int32_t GetXPadding() noexcept override { return xPadding_; }
-    int32_t GetYPadding() noexcept override { return yPadding_; }
-
 private:
     GenTLBuffer() = default;
-
-    struct Free {
-        void operator()(uint8_t *memory) const noexcept;
-    };
-    std::unique_ptr<uint8_t, Free> memory_;
-    size_t size_ = 0;
-    void *userData_ = nullptr;
-    bool hasFrame_ = false;
-    bool incomplete_ = false;
-    uint64_t imageOffset_ = 0, validSize_ = 0, frameId_ = 0, timestamp_ = 0;
-    int32_t xOffset_ = 0, yOffset_ = 0, xPadding_ = 0, yPadding_ = 0;
-    KyrImage image_{};
 };
 
 class GenTLStream final : public Stream

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
-
-#include <image/KyrPixelType.h>
 
 #include "pixel_format_private.h"
 
@@ -14,24 +11,17 @@ namespace {
 
 constexpr uint64_t kWithoutLimit = ~uint64_t(0);
 constexpr uint64_t kLongestTimeoutMs = uint64_t(1) << 40;
-constexpr size_t kAlignment = 64;
 // More buffers than this in one queue is a caller's mistake, not a need.
 constexpr int64_t kBufferLimit = 1024;
 constexpr uint64_t kEventWaitMs = 250;
 
 } // namespace
 
-void GenTLBuffer::Free::operator()(uint8_t *memory) const noexcept { std::free(memory); }
-
 std::unique_ptr<GenTLBuffer> GenTLBuffer::create(int64_t size, void *userData)
 {
-    void *memory = nullptr;
-    if (size < 1 || posix_memalign(&memory, kAlignment, size_t(size)) != 0)
-        return nullptr;
     std::unique_ptr<GenTLBuffer> buffer(new GenTLBuffer);
-    buffer->memory_.reset(static_cast<uint8_t *>(memory));
-    buffer->size_ = size_t(size);
-    buffer->userData_ = userData;
+    if (!buffer->allocate(size, userData))
+        return nullptr;
     return buffer;
 }
 
@@ -47,40 +37,29 @@ void GenTLBuffer::takeFrame(const GenTLFunctions &fn, DS_HANDLE stream) noexcept
             return fallback;
         return value;
     };
-    hasFrame_ = true;
+    startFrame();
     incomplete_ = info(BUFFER_INFO_IS_INCOMPLETE, 0) != 0;
     frameId_ = info(BUFFER_INFO_FRAMEID, 0);
     timestamp_ = info(BUFFER_INFO_TIMESTAMP, 0);
-    imageOffset_ = std::min<uint64_t>(info(BUFFER_INFO_IMAGEOFFSET, 0), size_);
-    const uint64_t filled = std::min<uint64_t>(info(BUFFER_INFO_SIZE_FILLED, size_), size_);
+    imageOffset_ = std::min<uint64_t>(info(BUFFER_INFO_IMAGEOFFSET, 0), size());
+    const uint64_t filled = std::min<uint64_t>(info(BUFFER_INFO_SIZE_FILLED, size()), size());
     validSize_ = filled > imageOffset_ ? filled - imageOffset_ : 0;
     xOffset_ = int32_t(info(BUFFER_INFO_XOFFSET, 0));
     yOffset_ = int32_t(info(BUFFER_INFO_YOFFSET, 0));
     xPadding_ = int32_t(info(BUFFER_INFO_XPADDING, 0));
     yPadding_ = int32_t(info(BUFFER_INFO_YPADDING, 0));
-    image_ = KyrImage{};
-    const uint64_t pfnc = info(BUFFER_INFO_PIXELFORMAT, 0);
-    const uint32_t pixelType = pixelTypeFromPfnc(uint32_t(pfnc));
+    const uint32_t pixelType = pixelTypeFromPfnc(uint32_t(info(BUFFER_INFO_PIXELFORMAT, 0)));
     image_.pixelType = pixelType;
     image_.width = uint32_t(info(BUFFER_INFO_WIDTH, 0));
     image_.height = uint32_t(info(BUFFER_INFO_HEIGHT, 0));
-    const uint64_t line = lineBytes(pixelType, image_.width);
     // A producer's geometry that does not fit the buffer is not believed; an
     // incomplete frame keeps it, with fewer valid bytes.
-    if (pixelType == 0 || imageOffset_ + line * image_.height > size_) {
+    if (pixelType == 0 || imageOffset_ + lineBytes(pixelType, image_.width) * image_.height > size()) {
         image_.width = image_.height = 0;
         return;
     }
-    image_.bitsPerPixel = KyrPixelBitsOf(pixelType);
-    image_.bitDepth = KyrPixelBitDepthOf(pixelType);
-    image_.components = KyrPixelComponentsOf(pixelType);
-    image_.packing = (pixelType >> 8) & 0xFF;
-    image_.stride = uint32_t(line + uint32_t(std::max(xPadding_, 0)));
-    image_.size = validSize_;
-    image_.data = memory_.get() + imageOffset_;
+    finishImage();
 }
-
-KyrImage *GenTLBuffer::GetImage() noexcept { return hasFrame_ && image_.width ? &image_ : nullptr; }
 
 GenTLStream::GenTLStream(GenTLDevice &device, DS_HANDLE handle, EVENT_HANDLE event)
     : device_(device), fn_(device.fn()), handle_(handle), event_(event)

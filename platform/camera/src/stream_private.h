@@ -16,18 +16,14 @@
 #include <arv.h>
 
 #include <camera/KyrCamApi.h>
-#include <image/KyrImage.h>
 
 #include "aravis_support_private.h"
+#include "frame_buffer_private.h"
 
 namespace KyrCam {
 
 class AravisDevice;
 class AravisStream;
-
-struct AlignedFree {
-    void operator()(uint8_t *memory) const noexcept;
-};
 
 // What the camera was set to send when the acquisition started: an
 // incomplete frame is described with it, whatever of its leader came.
@@ -39,20 +35,14 @@ struct FrameFormat {
     int32_t yOffset = 0;
 };
 
-class AravisBuffer final : public Buffer
+// Input: waiting in Aravis's input queue.
+class AravisBuffer final : public FrameBuffer
 {
 public:
-    enum class State {
-        Announced,  // known to the stream, in no queue (new, delivered or flushed)
-        Input,      // waiting in Aravis's input queue
-        Output,     // filled, waiting in the stream's output queue
-    };
-
     // Null when memory is short.
     static std::unique_ptr<AravisBuffer> create(int64_t size, void *userData);
 
     ArvBuffer *arv() noexcept { return arv_.get(); }
-    State state = State::Announced;
     // Takes the description of the frame Aravis put in; `frameId` widened.
     // An incomplete frame is described by `acquiring`.
     void takeFrame(uint64_t frameId, const FrameFormat &acquiring) noexcept;
@@ -60,37 +50,11 @@ public:
     // read as zero.
     void clear() noexcept;
 
-    KyrImage *GetImage() noexcept override;
-    uint8_t *GetBufferPtr() noexcept override { return memory_.get(); }
-    uint64_t GetImageOffset() noexcept override { return imageOffset_; }
-    uint64_t GetBufferSize() noexcept override { return validSize_; }
-    uint64_t GetPixelFormat() noexcept override { return image_.pixelType; }
-    uint64_t GetFrameID() noexcept override { return frameId_; }
-    uint64_t GetTimestamp() noexcept override { return timestamp_; }
-    bool IsIncomplete() noexcept override { return incomplete_; }
-    uint32_t GetWidth() noexcept override { return image_.width; }
-    uint32_t GetHeight() noexcept override { return image_.height; }
-    int32_t GetXOffset() noexcept override { return xOffset_; }
-    int32_t GetYOffset() noexcept override { return yOffset_; }
-    int32_t GetXPadding() noexcept override { return xPadding_; }
-    int32_t GetYPadding() noexcept override { return yPadding_; }
-
 private:
     AravisBuffer() = default;
     void describe(uint32_t pixelType, uint32_t width, uint32_t height, int32_t xPadding) noexcept;
 
-    std::unique_ptr<uint8_t, AlignedFree> memory_;
-    size_t capacity_ = 0;
     GObjectPtr<ArvBuffer> arv_;
-    void *userData_ = nullptr;
-    bool hasFrame_ = false;
-    bool incomplete_ = false;
-    uint64_t imageOffset_ = 0;
-    uint64_t validSize_ = 0;
-    uint64_t frameId_ = 0;
-    uint64_t timestamp_ = 0;
-    int32_t xOffset_ = 0, yOffset_ = 0, xPadding_ = 0, yPadding_ = 0;
-    KyrImage image_{};
 };
 
 class AravisStream final : public Stream
