@@ -7,8 +7,8 @@
 
 namespace KyrCam {
 
-// What the ArvDevice of a node map reaches: the producer's port, until the
-// owner detaches it.
+// What a node map's port reaches: the producer's port, until the owner
+// detaches it.
 struct GenTLNodeMap::Target {
     std::mutex mutex;
     const GenTLFunctions *fn = nullptr;
@@ -16,69 +16,10 @@ struct GenTLNodeMap::Target {
     GenTLWorker *worker = nullptr;
 };
 
-} // namespace KyrCam
-
-extern "C" {
-
-struct KyrGenTLPort {
-    ArvDevice parent;
-    KyrCam::GenTLNodeMap *map;
-};
-
-struct KyrGenTLPortClass {
-    ArvDeviceClass parent_class;
-};
-
-G_DEFINE_TYPE(KyrGenTLPort, kyr_gentl_port, ARV_TYPE_DEVICE)
-
-} // extern "C"
-
-namespace KyrCam {
-
 namespace {
 
 // Largest description we read from a port or a file.
 constexpr uint64_t kXmlLimit = 64u << 20;
-
-KyrGenTLPort *asPort(ArvDevice *device) noexcept
-{
-    return G_TYPE_CHECK_INSTANCE_CAST(device, kyr_gentl_port_get_type(), KyrGenTLPort);
-}
-
-gboolean portAccess(ArvDevice *device, guint64 address, guint32 size, void *buffer, bool write, GError **error)
-{
-    GenTLNodeMap *map = asPort(device)->map;
-    const KyrCamErr code = !map ? kErrIo : write ? map->write(address, buffer, size) : map->read(address, buffer, size);
-    if (code == kOk)
-        return TRUE;
-    g_set_error(error, ARV_DEVICE_ERROR,
-                code == kErrInvalidAddress ? ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS
-                : code == kErrAccessDenied ? ARV_DEVICE_ERROR_PROTOCOL_ERROR_ACCESS_DENIED
-                : code == kErrTimeout      ? ARV_DEVICE_ERROR_TIMEOUT
-                                           : ARV_DEVICE_ERROR_TRANSFER_ERROR,
-                "port %s at 0x%" G_GINT64_MODIFIER "x failed: %d", write ? "write" : "read", address, code);
-    return FALSE;
-}
-
-gboolean readMemory(ArvDevice *device, guint64 address, guint32 size, void *buffer, GError **error)
-{
-    return portAccess(device, address, size, buffer, false, error);
-}
-
-gboolean writeMemory(ArvDevice *device, guint64 address, guint32 size, void *buffer, GError **error)
-{
-    return portAccess(device, address, size, buffer, true, error);
-}
-
-gboolean readRegister(ArvDevice *device, guint64 address, guint32 *value, GError **error)
-{
-    return readMemory(device, address, 4, value, error);
-}
-
-gboolean writeRegister(ArvDevice *device, guint64 address, guint32 value, GError **error)
-{
-    return writeMemory(device, address, 4, &value, error);
-}
 
 std::string portUrl(const GenTLFunctions &fn, PORT_HANDLE port)
 {
@@ -193,28 +134,6 @@ std::vector<uint64_t> eventIdsOf(const std::string &xml)
 
 } // namespace
 
-} // namespace KyrCam
-
-extern "C" {
-
-static void kyr_gentl_port_init(KyrGenTLPort *port)
-{
-    port->map = nullptr;
-}
-
-static void kyr_gentl_port_class_init(KyrGenTLPortClass *klass)
-{
-    ArvDeviceClass *device = ARV_DEVICE_CLASS(klass);
-    device->read_memory = KyrCam::readMemory;
-    device->write_memory = KyrCam::writeMemory;
-    device->read_register = KyrCam::readRegister;
-    device->write_register = KyrCam::writeRegister;
-}
-
-} // extern "C"
-
-namespace KyrCam {
-
 KyrCamErr GenTLNodeMap::create(GenTLProducer &producer, PORT_HANDLE port, GenTLWorker *worker,
                                 std::unique_ptr<GenTLNodeMap> &map) noexcept
 {
@@ -229,13 +148,10 @@ KyrCamErr GenTLNodeMap::create(GenTLProducer &producer, PORT_HANDLE port, GenTLW
         const KyrCamErr code = url.empty() ? kErrNotAvailable : fetchXml(*made, url, xml);
         if (code != kOk)
             return code;
-        made->port_.reset(ARV_DEVICE(g_object_new(kyr_gentl_port_get_type(), nullptr)));
-        asPort(made->port_.get())->map = made.get();
-        GObjectPtr<ArvGc> gc(arv_gc_new(made->port_.get(), xml.data(), xml.size()));
-        if (!gc || !arv_gc_get_node(gc.get(), "Root"))
+        made->port_ = newPort(*made);
+        made->array_ = describePort(made->port_.get(), xml);
+        if (!made->array_)
             return kErrNotAvailable;
-        enableChecks(gc.get());
-        made->array_ = std::make_unique<AravisParamArray>(gc.get());
         made->eventIds_ = eventIdsOf(xml);
         map = std::move(made);
         return kOk;
@@ -247,8 +163,30 @@ KyrCamErr GenTLNodeMap::create(GenTLProducer &producer, PORT_HANDLE port, GenTLW
 GenTLNodeMap::~GenTLNodeMap()
 {
     array_.reset();
-    if (port_)
-        asPort(port_.get())->map = nullptr;
+    detachPort(port_.get());
+}
+
+gboolean GenTLNodeMap::readPort(guint64 address, guint32 size, void *buffer, GError **error)
+{
+    return takeCode(read(address, buffer, size), address, false, error);
+}
+
+gboolean GenTLNodeMap::writePort(guint64 address, guint32 size, const void *data, GError **error)
+{
+    return takeCode(write(address, data, size), address, true, error);
+}
+
+gboolean GenTLNodeMap::takeCode(KyrCamErr code, guint64 address, bool write, GError **error) noexcept
+{
+    if (code == kOk)
+        return TRUE;
+    g_set_error(error, ARV_DEVICE_ERROR,
+                code == kErrInvalidAddress ? ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS
+                : code == kErrAccessDenied ? ARV_DEVICE_ERROR_PROTOCOL_ERROR_ACCESS_DENIED
+                : code == kErrTimeout      ? ARV_DEVICE_ERROR_TIMEOUT
+                                           : ARV_DEVICE_ERROR_TRANSFER_ERROR,
+                "port %s at 0x%" G_GINT64_MODIFIER "x failed: %d", write ? "write" : "read", address, code);
+    return FALSE;
 }
 
 bool GenTLNodeMap::declaresEvent(uint64_t eventId) const noexcept

@@ -23,6 +23,7 @@
 #include "gentl_api_private.h"
 #include "gentl_worker_private.h"
 #include "genparam_private.h"
+#include "port_device_private.h"
 
 namespace KyrCam {
 
@@ -236,7 +237,7 @@ Device *openGenTLDevice(GenTLDeviceInfo &info, int32_t mode, KyrCamErr *err) noe
 
 // A node map over a producer port: the XML named by its URL, fed to ArvGc,
 // registers read and written through GCReadPort/GCWritePort.
-class GenTLNodeMap
+class GenTLNodeMap final : public PortTarget
 {
 public:
     // Port calls go through `worker`, each bounded by kGenTLPortTimeoutMs,
@@ -255,8 +256,13 @@ public:
     KyrCamErr read(uint64_t address, void *buffer, size_t size) noexcept;
     KyrCamErr write(uint64_t address, const void *data, size_t size) noexcept;
 
+    gboolean readPort(guint64 address, guint32 size, void *buffer, GError **error) override;
+    gboolean writePort(guint64 address, guint32 size, const void *data, GError **error) override;
+
 private:
     GenTLNodeMap() = default;
+    // Our code as the port's GError.
+    static gboolean takeCode(KyrCamErr code, guint64 address, bool write, GError **error) noexcept;
     KyrCamErr access(uint64_t address, void *bytes, size_t size, bool write) noexcept;
 
     struct Target;

@@ -1,54 +1,28 @@
 #include "local_port_private.h"
 
-#include <cstring>
-
-extern "C" {
-
-// The ArvDevice subclass: memory reads and writes go to the register table.
-struct KyrLocalPort {
-    ArvDevice parent;
-    std::vector<KyrCam::LocalRegister> *registers;
-};
-
-struct KyrLocalPortClass {
-    ArvDeviceClass parent_class;
-};
-
-G_DEFINE_TYPE(KyrLocalPort, kyr_local_port, ARV_TYPE_DEVICE)
-
-} // extern "C"
-
 namespace KyrCam {
 
 namespace {
 
-KyrLocalPort *asPort(ArvDevice *device) noexcept
+LocalRegister *registerAt(std::vector<LocalRegister> &registers, guint64 address) noexcept
 {
-    return G_TYPE_CHECK_INSTANCE_CAST(device, kyr_local_port_get_type(), KyrLocalPort);
-}
-
-LocalRegister *registerAt(ArvDevice *device, guint64 address) noexcept
-{
-    for (LocalRegister &entry : *asPort(device)->registers) {
+    for (LocalRegister &entry : registers) {
         if (entry.address == address)
             return &entry;
     }
     return nullptr;
 }
 
-void setAddressError(GError **error, guint64 address)
-{
-    g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS,
-                "no register at 0x%" G_GINT64_MODIFIER "x", address);
-}
+} // namespace
 
-gboolean readMemory(ArvDevice *device, guint64 address, guint32 size, void *buffer, GError **error)
+gboolean LocalParams::readPort(guint64 address, guint32 size, void *buffer, GError **error)
 {
     auto *bytes = static_cast<uint8_t *>(buffer);
     for (guint32 offset = 0; offset < size; offset += 4) {
-        LocalRegister *entry = registerAt(device, address + offset);
+        LocalRegister *entry = registerAt(registers_, address + offset);
         if (!entry) {
-            setAddressError(error, address + offset);
+            g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS,
+                        "no register at 0x%" G_GINT64_MODIFIER "x", address + offset);
             return FALSE;
         }
         const uint32_t value = entry->read();
@@ -58,11 +32,11 @@ gboolean readMemory(ArvDevice *device, guint64 address, guint32 size, void *buff
     return TRUE;
 }
 
-gboolean writeMemory(ArvDevice *device, guint64 address, guint32 size, void *buffer, GError **error)
+gboolean LocalParams::writePort(guint64 address, guint32 size, const void *data, GError **error)
 {
-    const auto *bytes = static_cast<const uint8_t *>(buffer);
+    const auto *bytes = static_cast<const uint8_t *>(data);
     for (guint32 offset = 0; offset < size; offset += 4) {
-        LocalRegister *entry = registerAt(device, address + offset);
+        LocalRegister *entry = registerAt(registers_, address + offset);
         if (!entry || !entry->write) {
             g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR_WRITE_PROTECT,
                         "register 0x%" G_GINT64_MODIFIER "x is not writable", address + offset);
@@ -80,59 +54,19 @@ gboolean writeMemory(ArvDevice *device, guint64 address, guint32 size, void *buf
     return TRUE;
 }
 
-gboolean readRegister(ArvDevice *device, guint64 address, guint32 *value, GError **error)
-{
-    return readMemory(device, address, 4, value, error);
-}
-
-gboolean writeRegister(ArvDevice *device, guint64 address, guint32 value, GError **error)
-{
-    return writeMemory(device, address, 4, &value, error);
-}
-
-} // namespace
-
-} // namespace KyrCam
-
-extern "C" {
-
-static void kyr_local_port_init(KyrLocalPort *port)
-{
-    port->registers = nullptr;
-}
-
-static void kyr_local_port_class_init(KyrLocalPortClass *klass)
-{
-    ArvDeviceClass *device = ARV_DEVICE_CLASS(klass);
-    device->read_memory = KyrCam::readMemory;
-    device->write_memory = KyrCam::writeMemory;
-    device->read_register = KyrCam::readRegister;
-    device->write_register = KyrCam::writeRegister;
-}
-
-} // extern "C"
-
-namespace KyrCam {
-
 std::unique_ptr<LocalParams> LocalParams::create(const std::string &xml, std::vector<LocalRegister> registers)
 {
     std::unique_ptr<LocalParams> params(new LocalParams);
     params->registers_ = std::move(registers);
-    params->device_.reset(ARV_DEVICE(g_object_new(kyr_local_port_get_type(), nullptr)));
-    asPort(params->device_.get())->registers = &params->registers_;
-    GObjectPtr<ArvGc> gc(arv_gc_new(params->device_.get(), xml.data(), xml.size()));
-    if (!gc || !arv_gc_get_node(gc.get(), "Root"))
-        return nullptr;
-    enableChecks(gc.get());
-    params->array_ = std::make_unique<AravisParamArray>(gc.get());
-    return params;
+    params->device_ = newPort(*params);
+    params->array_ = describePort(params->device_.get(), xml);
+    return params->array_ ? std::move(params) : nullptr;
 }
 
 LocalParams::~LocalParams()
 {
     array_.reset();
-    if (device_)
-        asPort(device_.get())->registers = nullptr;
+    detachPort(device_.get());
 }
 
 } // namespace KyrCam

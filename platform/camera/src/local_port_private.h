@@ -1,5 +1,5 @@
 // Node maps of our own: a GenICam description we write ourselves, served by
-// ArvGc over a small ArvDevice whose registers are C++ getters and setters. The
+// ArvGc over a port whose registers are C++ getters and setters. The
 // interface and transport layer features are built this way.
 #pragma once
 
@@ -9,8 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "aravis_support_private.h"
-#include "genparam_private.h"
+#include "port_device_private.h"
 
 namespace KyrCam {
 
@@ -24,7 +23,7 @@ struct LocalRegister {
 
 // A parameter array over `xml`, whose nodes reach `registers` through a port
 // named "Device". Any thread (the array's mutex guards the registers too).
-class LocalParams
+class LocalParams final : public PortTarget
 {
 public:
     // Null when the description does not parse.
@@ -32,6 +31,9 @@ public:
     ~LocalParams();
 
     AravisParamArray *array() noexcept { return array_.get(); }
+
+    gboolean readPort(guint64 address, guint32 size, void *buffer, GError **error) override;
+    gboolean writePort(guint64 address, guint32 size, const void *data, GError **error) override;
 
 private:
     LocalParams() = default;
