@@ -189,9 +189,11 @@ def scenario_events(kyr, system, mode):
     enough = threading.Event()
 
     def on_event(data, size, context):
+        # The exposure end's data is the frame id (8 bytes); device-lost's,
+        # the device's name.
         raw = bytes(data)
-        if raw[:4] == EXPOSURE_END.to_bytes(4, "little"):
-            exposures.append([int.from_bytes(raw[4:], "little"), size])
+        if size == 8:
+            exposures.append([int.from_bytes(raw, "little"), size])
         else:
             others.append(raw.decode())
         if mode == "unregister":

@@ -114,20 +114,20 @@ def test_each_frame_raises_one_exposure_end_event(knobs):
     assert seen["arrived"] and seen["frames"] == list(range(1, 21))
     # Frames after the 20th (queued buffers refilled) may add their events.
     exposures = seen["exposures"]
-    assert exposures == [[i, 12] for i in range(1, len(exposures) + 1)] and len(exposures) >= 20
+    assert exposures == [[i, 8] for i in range(1, len(exposures) + 1)] and len(exposures) >= 20
     assert seen["others"] == []
 
 
 def test_unregistering_inside_the_callback_ends_the_events():
     seen = run("events", extra="unregister", events=1)
     assert seen["arrived"] and seen["frames"] == list(range(1, 21))
-    assert seen["exposures"] == [[1, 12]]
+    assert seen["exposures"] == [[1, 8]]
 
 
 def test_device_removal_while_events_flow():
     seen = run("events", extra="lost", events=1, lose_after=5)
     assert seen["arrived"] and seen["frames"] == [1, 2, 3, 4, 5]
-    assert seen["exposures"] == [[i, 12] for i in range(1, 6)]
+    assert seen["exposures"] == [[i, 8] for i in range(1, 6)]
     assert seen["others"] == ["Kyr TestCXP (SN-CXP0-0)"]
 
 

@@ -82,7 +82,8 @@ private:
 };
 
 // The remote device's events: EVENT_REMOTE_DEVICE on the device module, read
-// on a library thread and posted to the dispatcher under the event's id. Any
+// on a library thread and posted to the dispatcher under the event's id with
+// its EVENT_DATA_VALUE, as GigE Vision events come with their data alone. Any
 // thread.
 class GenTLRemoteEvents
 {

@@ -94,10 +94,7 @@ void GenTLRemoteEvents::run()
                 return gentlCall(fn_.EventGetDataInfo, event_, static_cast<const void *>(event.data()), event.size(),
                                  EVENT_DATA_INFO_CMD(EVENT_DATA_VALUE), type, buffer, length);
             });
-            std::string data(4, '\0');
-            for (int i = 0; i < 4; ++i)
-                data[size_t(i)] = char((id >> (8 * i)) & 0xFF);
-            device_.post(uint32_t(id), data + value);
+            device_.post(uint32_t(id), value);
         } catch (...) {
             logDebug("gentl: a remote event dropped for want of memory");
         }

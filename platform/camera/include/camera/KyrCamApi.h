@@ -100,9 +100,9 @@ enum EventId : uint32_t {
     kEventDeviceLost = 0x8001,
 };
 // Any other id is one of the device's own events, as its GenICam description
-// declares them (the EventID of an event port); devices reached through a
-// GenTL producer deliver them. Data: the id as 4 bytes, little end first,
-// then the event's data as the device sent it.
+// declares them: an EventSelector entry of a GigE Vision camera, the EventID
+// of an event port for a device of a GenTL producer. Data: the event's data
+// as the device sent it, without the id.
 
 // `data` is valid only during the call; `size` may be 0.
 using EventCallback = void (*)(const void *data, unsigned long size, void *context);
