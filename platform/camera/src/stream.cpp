@@ -1,5 +1,9 @@
 #include "stream_private.h"
 
+#include <linux/if_packet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 
@@ -18,6 +22,24 @@ constexpr uint64_t kLongestTimeoutMs = uint64_t(1) << 40;
 constexpr int64_t kMaxBuffers = 1024;
 constexpr int64_t kMinBuffers = 1;
 constexpr int64_t kAlignment = 64;
+
+// Aravis receives through a packet socket whenever it may open one, then sets
+// up its TPACKET_V3 ring without a way back when that fails (qemu-user, for
+// one, answers ENOPROTOOPT): the stream would never see a frame. Whether the
+// ring can be had is asked once, as Aravis would ask it.
+bool packetRingAvailable() noexcept
+{
+    static const bool available = [] {
+        const int fd = socket(AF_PACKET, SOCK_RAW, 0); // bound to no protocol: receives nothing
+        if (fd < 0)
+            return true; // no packet socket at all: Aravis sees that too and uses UDP
+        int version = TPACKET_V3;
+        const bool ring = setsockopt(fd, SOL_PACKET, PACKET_VERSION, &version, sizeof version) == 0;
+        close(fd);
+        return ring;
+    }();
+    return available;
+}
 
 void applySettings(ArvStream *stream, const TransportSettings &settings)
 {
@@ -46,7 +68,7 @@ std::unique_ptr<AravisStream> AravisStream::create(AravisDevice &device, KyrCamE
     try {
         if (device.gige())
             arv_gv_device_set_stream_options(ARV_GV_DEVICE(device.arv()),
-                                             device.settings().packetSocket
+                                             device.settings().packetSocket && packetRingAvailable()
                                                  ? ARV_GV_STREAM_OPTION_NONE
                                                  : ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
         AravisError error;
