@@ -35,7 +35,9 @@ if TYPE_CHECKING:
     from libKyrCameraGuiApiPy import PyBuffer, PyDataStream, PyDevice, PyDeviceInfo, PyGenParams
 
 BUILD = Path(os.environ.get("KYR_BUILD_DIR", Path(__file__).resolve().parent.parent / "build"))
-SIM_CAMERA = BUILD / "bin" / "kyr-sim-camera"
+# KYR_SIM_CAMERA names another simulated camera, as the cross-built module's
+# tests under an emulator use the host's.
+SIM_CAMERA = Path(os.environ.get("KYR_SIM_CAMERA") or BUILD / "bin" / "kyr-sim-camera")
 SERIAL = "SIM0001"
 FRAMES = 200
 MOVIE_FRAMES = 50

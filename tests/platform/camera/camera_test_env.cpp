@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <gtest/gtest.h>
@@ -48,6 +49,15 @@ bool hasSerial(KyrCam::Interface *iface, const char *serial, KyrCam::DeviceInfo 
     return *found != nullptr;
 }
 
+// The simulated camera of this build, or the one KYR_SIM_CAMERA names: a
+// cross-built test runs under an emulator that cannot start a program of its
+// own architecture, so it is given the host's.
+const char *simCameraPath()
+{
+    const char *path = std::getenv("KYR_SIM_CAMERA");
+    return path && *path ? path : KYR_SIM_CAMERA;
+}
+
 } // namespace
 
 KyrCam::Interface *loopbackInterface()
@@ -80,9 +90,10 @@ KyrCam::DeviceInfo *awaitDevice(const char *serial, bool present, int timeoutMs)
 
 SimCamera::SimCamera(bool await)
 {
+    const char *path = simCameraPath();
     pid_ = fork();
     if (pid_ == 0) {
-        execl(KYR_SIM_CAMERA, KYR_SIM_CAMERA, "--address", "127.0.0.1", "--serial", kSerial, static_cast<char *>(nullptr));
+        execl(path, path, "--address", "127.0.0.1", "--serial", kSerial, static_cast<char *>(nullptr));
         _exit(127);
     }
     if (await)
