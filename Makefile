@@ -22,15 +22,18 @@ build: deps
 # code block of the guides in docs/ and the examples against the simulated
 # camera, then the same again with the sanitizers, and the fuzzer, then the
 # Debian 11 build, then the arm64 build under qemu-user.
+# $(call stage,name,command): runs the command and prints how long it took.
+stage = start=$$(date +%s); $(2); status=$$?; echo "stage $(1): $$(($$(date +%s) - start)) s"; exit $$status
+
 test: build
-	@cd $(BUILD_DIR) && ctest --output-on-failure --no-tests=ignore
-	@$(PYTEST) $(wildcard tests/platform tests/integration)
-	@$(PYTEST) tests/binding
-	@$(PYTEST) tests/install
-	@$(PYTEST) tests/docs
-	@$(MAKE) test-asan
-	@$(MAKE) test-bullseye
-	@$(MAKE) test-arm64
+	@$(call stage,ctest,cd $(BUILD_DIR) && ctest --output-on-failure --no-tests=ignore)
+	@$(call stage,integration,$(PYTEST) $(wildcard tests/platform tests/integration))
+	@$(call stage,binding,$(PYTEST) tests/binding)
+	@$(call stage,install,$(PYTEST) tests/install)
+	@$(call stage,docs,$(PYTEST) tests/docs)
+	@$(call stage,sanitizers,$(MAKE) test-asan)
+	@$(call stage,debian 11,$(MAKE) test-bullseye)
+	@$(call stage,arm64,$(MAKE) test-arm64)
 
 # The sanitizer suite: everything built with AddressSanitizer and
 # UndefinedBehaviorSanitizer into its own directory; any report is fatal.
@@ -79,8 +82,6 @@ ARM64_DIR := build-arm64
 ARM64 := KYR_ARM64_ROOT=$(ARM64_ROOT) KYR_BUILD_DIR=$(abspath $(ARM64_DIR)) \
 	KYR_SIM_CAMERA=$(abspath $(BUILD_DIR))/bin/kyr-sim-camera
 ARM64_PYTEST := $(ARM64) scripts/roots/arm64-python -m pytest -q -p no:cacheprovider
-# $(call stage,name,command): runs the command and prints how long it took.
-stage = start=$$(date +%s); $(2); status=$$?; echo "stage $(1): $$(($$(date +%s) - start)) s"; exit $$status
 
 test-arm64: build
 	@$(call stage,arm64 root,scripts/roots/arm64.sh $(ARM64_ROOT))
