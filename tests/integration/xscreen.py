@@ -3,7 +3,7 @@
 import time
 
 from PIL import Image
-from Xlib import X, display as xdisplay
+from Xlib import X, display as xdisplay, error as xerror
 
 DISPLAY_TITLE = "KyrCameraApiPy display"
 
@@ -36,11 +36,20 @@ class Screen:
             self.display.sync()
         return None
 
-    def grab(self, window):
+    def grab(self, window, timeout=10.0):
         """What `window` shows, as an RGB image."""
-        geometry = window.get_geometry()
-        raw = window.get_image(0, 0, geometry.width, geometry.height, X.ZPixmap, 0xFFFFFFFF)
-        return Image.frombytes("RGB", (geometry.width, geometry.height), raw.data, "raw", "BGRX")
+        # A window that shrinks between the two requests makes the server
+        # answer BadMatch: the rectangle asked for is no longer inside it.
+        deadline = time.monotonic() + timeout
+        while True:
+            geometry = window.get_geometry()
+            try:
+                raw = window.get_image(0, 0, geometry.width, geometry.height, X.ZPixmap, 0xFFFFFFFF)
+            except xerror.BadMatch:
+                if time.monotonic() > deadline:
+                    raise
+                continue
+            return Image.frombytes("RGB", (geometry.width, geometry.height), raw.data, "raw", "BGRX")
 
     def wait_for(self, window, check, timeout=10.0):
         """Grabs `window` until `check(image)` holds; the last image and whether it did."""
