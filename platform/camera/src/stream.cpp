@@ -127,13 +127,15 @@ AravisStream::~AravisStream()
 
 void AravisStream::onNewBuffer(ArvStream *, gpointer self) { static_cast<AravisStream *>(self)->collect(); }
 
-// On Aravis's stream thread.
+// On Aravis's stream thread. The waiter is woken once, after the last pop:
+// woken earlier, it would contend with this thread for Aravis's queues.
 void AravisStream::collect()
 {
+    bool delivered = false;
     for (;;) {
         GObjectPtr<ArvBuffer> popped(arv_stream_try_pop_buffer(stream_.get()));
         if (!popped)
-            return;
+            break;
         {
             std::lock_guard<std::mutex> lock(mutex_);
             auto *buffer = static_cast<AravisBuffer *>(const_cast<void *>(arv_buffer_get_user_data(popped.get())));
@@ -154,9 +156,11 @@ void AravisStream::collect()
             buffer->takeFrame(frameId, format_);
             buffer->state = AravisBuffer::State::Output;
             output_.push_back(buffer);
+            delivered = true;
         }
-        delivered_.notify_all();
     }
+    if (delivered)
+        delivered_.notify_all();
 }
 
 // GigE Vision block ids have 16 bits and skip 0 when they wrap. When packets
