@@ -105,7 +105,7 @@ def scenario_grab(kyr, system, count):
     return {"ids": ids, "good": good, "incomplete": incomplete, "sizes": sorted(sizes)}
 
 
-def scenario_cancel(kyr, system, _):
+def scenario_end_wait(kyr, system, how):
     device = open_device(kyr, system, 4)
     stream = start(device, 1)
     held = stream.GetBuffer(5000)
@@ -113,14 +113,21 @@ def scenario_cancel(kyr, system, _):
     waiter = threading.Thread(target=lambda: result.update(buffer=stream.GetBuffer(60_000),
                                                          code=stream.GetLastError()))
     waiter.start()
-    # The one buffer is held, so the waiter can only end through a cancel;
-    # a cancel before the wait starts is lost, hence the repetition.
-    while waiter.is_alive():
-        stream.CancelBuffer()
-        waiter.join(0.05)
+    # The one buffer is held, so the waiter can only end through a cancel or
+    # a stop.
+    if how == "stop":
+        # Whether the stop comes before the wait or during it, the wait ends.
+        assert stream.StopAcquisition(0)
+        waiter.join(10)
+    else:
+        # A cancel before the wait starts is lost, hence the repetition.
+        while waiter.is_alive():
+            stream.CancelBuffer()
+            waiter.join(0.05)
+    ended = not waiter.is_alive()
     stream.QueueBuffer(held)
     finish(device, stream)
-    return {"buffer": result["buffer"] is None, "code": result["code"]}
+    return {"ended": ended, "buffer": result.get("buffer") is None, "code": result.get("code")}
 
 
 def scenario_flush(kyr, system, _):

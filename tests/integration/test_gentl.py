@@ -77,8 +77,9 @@ def test_hundred_frames_carry_the_pattern_and_increasing_ids():
     assert seen["sizes"] == [[640, 480, MONO8, 640 * 480]]
 
 
-def test_cancel_ends_a_pending_wait():
-    assert run("cancel") == {"buffer": True, "code": -1012}
+@pytest.mark.parametrize("how, code", [("cancel", -1012), ("stop", -1002)])
+def test_cancel_or_stop_ends_a_pending_wait(how, code):
+    assert run("end_wait", extra=how) == {"ended": True, "buffer": True, "code": code}
 
 
 def test_flush_modes_move_buffers_between_queues():

@@ -1,12 +1,12 @@
 // A device, its data streams and their buffers over a GenTL producer. The
-// stream's library thread waits for EVENT_NEW_BUFFER and fills an output
-// queue of our own, so that a wait for a buffer is bounded by the caller's
-// timeout and CancelBuffer ends it at once whatever the producer does. Any
-// thread; calls back on the stream thread; buffers: owner thread only.
+// stream's library thread waits for EVENT_NEW_BUFFER and fills the stream's
+// output queue. Any thread; calls back on the stream thread; buffers: owner
+// thread only.
 #pragma once
 
 #include "frame_buffer_private.h"
 #include "gentl_private.h"
+#include "queued_stream_private.h"
 
 namespace KyrCam {
 
@@ -27,7 +27,7 @@ private:
     GenTLBuffer() = default;
 };
 
-class GenTLStream final : public Stream
+class GenTLStream final : public QueuedStream<GenTLBuffer>
 {
 public:
     // Opens the device's data stream `index` and its new-buffer event. Codes:
@@ -40,16 +40,13 @@ public:
     int64_t GetBufferSize() noexcept override;
     int64_t GetBufferAlignment() noexcept override;
     int64_t GetMinNumBuffers() noexcept override;
-    int64_t GetBufferQueueSize() noexcept override;
     KyrCamErr StartAcquisition(uint64_t frameCount, const void *reserved) noexcept override;
     KyrCamErr StopAcquisition(int32_t mode) noexcept override;
     KyrCamErr FlushBuffers(int32_t mode) noexcept override;
     KyrCamErr AllocBufferQueue(void *userData, int64_t count) noexcept override;
     KyrCamErr ReleaseBufferQueue() noexcept override;
-    KyrCamErr CancelBuffer() noexcept override;
     KyrCamErr QueueBuffer(Buffer *buffer) noexcept override;
     KyrCamErr RevokeBuffer(Buffer *buffer) noexcept override;
-    Buffer *GetBuffer(uint64_t timeoutMs, KyrCamErr *err) noexcept override;
     Buffer *CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept override;
 
     // Ends every wait and waits until no caller is inside GetBuffer.
@@ -59,7 +56,6 @@ private:
     GenTLStream(GenTLDevice &device, DS_HANDLE handle, EVENT_HANDLE event);
     void run();
     // Callers hold mutex_.
-    GenTLBuffer *find(Buffer *buffer) noexcept;
     GenTLBuffer *findHandle(BUFFER_HANDLE handle) noexcept;
     KyrCamErr announce(std::unique_ptr<GenTLBuffer> buffer, bool queue) noexcept;
     KyrCamErr revoke(GenTLBuffer &buffer) noexcept;
@@ -69,15 +65,6 @@ private:
     const GenTLFunctions &fn_;
     const DS_HANDLE handle_;
     const EVENT_HANDLE event_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<std::unique_ptr<GenTLBuffer>> buffers_;
-    std::deque<GenTLBuffer *> output_;
-    bool acquiring_ = false;
-    bool lost_ = false;
-    bool closing_ = false;
-    unsigned waiters_ = 0;
-    uint64_t cancels_ = 0;
     std::thread thread_;
 };
 

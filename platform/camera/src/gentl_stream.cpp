@@ -1,7 +1,6 @@
 #include "gentl_device_private.h"
 
 #include <algorithm>
-#include <chrono>
 
 #include "pixel_format_private.h"
 
@@ -10,7 +9,6 @@ namespace KyrCam {
 namespace {
 
 constexpr uint64_t kWithoutLimit = ~uint64_t(0);
-constexpr uint64_t kLongestTimeoutMs = uint64_t(1) << 40;
 // More buffers than this in one queue is a caller's mistake, not a need.
 constexpr int64_t kBufferLimit = 1024;
 constexpr uint64_t kEventWaitMs = 250;
@@ -140,8 +138,7 @@ void GenTLStream::run()
         if (!buffer)
             continue;
         buffer->takeFrame(fn_, handle_);
-        buffer->state = GenTLBuffer::State::Output;
-        output_.push_back(buffer);
+        deliver(*buffer);
         changed_.notify_all();
     }
 }
@@ -149,9 +146,7 @@ void GenTLStream::run()
 void GenTLStream::endWaits() noexcept
 {
     std::unique_lock<std::mutex> lock(mutex_);
-    ++cancels_;
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return waiters_ == 0; });
+    cancelWaits(lock);
 }
 
 void GenTLStream::Release() noexcept
@@ -187,13 +182,6 @@ int64_t GenTLStream::GetBufferSize() noexcept
 int64_t GenTLStream::GetBufferAlignment() noexcept { return std::max<int64_t>(streamInfo(STREAM_INFO_BUF_ALIGNMENT, 1), 1); }
 
 int64_t GenTLStream::GetMinNumBuffers() noexcept { return std::max<int64_t>(streamInfo(STREAM_INFO_BUF_ANNOUNCE_MIN, 1), 1); }
-
-int64_t GenTLStream::GetBufferQueueSize() noexcept
-{
-    std::lock_guard<std::mutex> lock(mutex_);
-    return std::count_if(buffers_.begin(), buffers_.end(),
-                         [](const auto &buffer) { return buffer->state == GenTLBuffer::State::Input; });
-}
 
 KyrCamErr GenTLStream::StartAcquisition(uint64_t frameCount, const void *reserved) noexcept
 {
@@ -233,6 +221,8 @@ KyrCamErr GenTLStream::StopAcquisition(int32_t mode) noexcept
             return kErrInvalidState;
         acquiring_ = false;
     }
+    // The waits end now (kErrNotInitialized), frames or not.
+    changed_.notify_all();
     const KyrCamErr stopped = device_.streamStopped();
     const GC_ERROR code = gentlCall(fn_.DSStopAcquisition, handle_,
                                     ACQ_STOP_FLAGS(mode == kStopKill ? ACQ_STOP_FLAGS_KILL : ACQ_STOP_FLAGS_DEFAULT));
@@ -339,25 +329,6 @@ KyrCamErr GenTLStream::ReleaseBufferQueue() noexcept
     return kOk;
 }
 
-KyrCamErr GenTLStream::CancelBuffer() noexcept
-{
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (waiters_ > 0) {
-        ++cancels_;
-        changed_.notify_all();
-    }
-    return kOk;
-}
-
-GenTLBuffer *GenTLStream::find(Buffer *buffer) noexcept
-{
-    for (auto &owned : buffers_) {
-        if (owned.get() == buffer)
-            return owned.get();
-    }
-    return nullptr;
-}
-
 GenTLBuffer *GenTLStream::findHandle(BUFFER_HANDLE handle) noexcept
 {
     for (auto &owned : buffers_) {
@@ -395,46 +366,8 @@ KyrCamErr GenTLStream::RevokeBuffer(Buffer *buffer) noexcept
     const KyrCamErr code = revoke(*owned);
     if (code != kOk)
         return code;
-    output_.erase(std::remove(output_.begin(), output_.end(), owned), output_.end());
-    buffers_.erase(std::find_if(buffers_.begin(), buffers_.end(), [owned](const auto &b) { return b.get() == owned; }));
+    forget(*owned);
     return kOk;
-}
-
-Buffer *GenTLStream::GetBuffer(uint64_t timeoutMs, KyrCamErr *err) noexcept
-{
-    std::unique_lock<std::mutex> lock(mutex_);
-    const uint64_t cancels = cancels_;
-    ++waiters_;
-    const auto ready = [&] { return !output_.empty() || lost_ || closing_ || cancels_ != cancels; };
-    bool woke = true;
-    if (!ready()) {
-        if (!acquiring_) {
-            woke = false;
-        } else if (timeoutMs == kWithoutLimit || timeoutMs > kLongestTimeoutMs) {
-            changed_.wait(lock, ready);
-        } else {
-            woke = changed_.wait_for(lock, std::chrono::milliseconds(timeoutMs), ready);
-        }
-    }
-    GenTLBuffer *buffer = nullptr;
-    KyrCamErr code = kOk;
-    if (!output_.empty()) {
-        buffer = output_.front();
-        output_.pop_front();
-        buffer->state = GenTLBuffer::State::Announced;
-    } else if (lost_) {
-        code = kErrIo;
-    } else if (cancels_ != cancels || closing_) {
-        code = kErrAbort;
-    } else if (!acquiring_ && !woke) {
-        code = kErrNotInitialized;
-    } else {
-        code = kErrTimeout;
-    }
-    if (--waiters_ == 0)
-        changed_.notify_all();
-    setError(err, code);
-    return buffer;
 }
 
 Buffer *GenTLStream::CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept

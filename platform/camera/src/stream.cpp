@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 
 #include "device_private.h"
 #include "system_private.h"
@@ -15,9 +14,6 @@ namespace KyrCam {
 namespace {
 
 constexpr uint64_t kWithoutLimit = ~uint64_t(0);
-// Longer waits than this (about 35 years) count as waits without limit, which
-// keeps the deadline arithmetic in range.
-constexpr uint64_t kLongestTimeoutMs = uint64_t(1) << 40;
 // No queue needs more; a script's mistake must not take the machine's memory.
 constexpr int64_t kMaxBuffers = 1024;
 constexpr int64_t kMinBuffers = 1;
@@ -101,10 +97,8 @@ AravisStream::~AravisStream()
         running = acquiring_ && !lost;
         acquiring_ = false;
         closing_ = true;
-        // Ends the waits on other threads (kErrAbort) and waits for them to
-        // leave before anything they use goes.
-        delivered_.notify_all();
-        waitersLeft_.wait(lock, [this] { return waiters_ == 0; });
+        // The waits on other threads end before anything they use goes.
+        cancelWaits(lock);
     }
     if (running)
         executeAcquisition(false);
@@ -154,13 +148,12 @@ void AravisStream::collect()
             ++frameCount_;
             lossSeen_ = lossSeen_ || arv_buffer_get_status(popped.get()) != ARV_BUFFER_STATUS_SUCCESS;
             buffer->takeFrame(frameId, format_);
-            buffer->state = AravisBuffer::State::Output;
-            output_.push_back(buffer);
+            deliver(*buffer);
             delivered = true;
         }
     }
     if (delivered)
-        delivered_.notify_all();
+        changed_.notify_all();
 }
 
 // GigE Vision block ids have 16 bits and skip 0 when they wrap. When packets
@@ -188,15 +181,6 @@ bool AravisStream::nextFrameId(uint64_t rawId, uint64_t &frameId) noexcept
     idEpoch_ = id >> 16;
     frameId = id;
     return true;
-}
-
-AravisBuffer *AravisStream::find(Buffer *buffer) noexcept
-{
-    for (auto &owned : buffers_) {
-        if (owned.get() == buffer)
-            return owned.get();
-    }
-    return nullptr;
 }
 
 void AravisStream::pushToInput(AravisBuffer &buffer) noexcept
@@ -274,7 +258,7 @@ void AravisStream::deviceLost() noexcept
         std::lock_guard<std::mutex> lock(mutex_);
         lost_ = true;
     }
-    delivered_.notify_all();
+    changed_.notify_all();
 }
 
 void AravisStream::Release() noexcept { device_.releaseStream(); }
@@ -293,13 +277,6 @@ int64_t AravisStream::GetBufferSize() noexcept
 int64_t AravisStream::GetBufferAlignment() noexcept { return kAlignment; }
 
 int64_t AravisStream::GetMinNumBuffers() noexcept { return kMinBuffers; }
-
-int64_t AravisStream::GetBufferQueueSize() noexcept
-{
-    std::lock_guard<std::mutex> lock(mutex_);
-    return std::count_if(buffers_.begin(), buffers_.end(),
-                         [](const auto &buffer) { return buffer->state == AravisBuffer::State::Input; });
-}
 
 KyrCamErr AravisStream::StartAcquisition(uint64_t frameCount, const void *reserved) noexcept
 {
@@ -343,7 +320,7 @@ KyrCamErr AravisStream::StopAcquisition(int32_t mode) noexcept
         // when Aravis hands it over.
         discardLate_ = mode == kStopKill;
     }
-    delivered_.notify_all();
+    changed_.notify_all();
     return executeAcquisition(false);
 }
 
@@ -352,19 +329,14 @@ KyrCamErr AravisStream::FlushBuffers(int32_t mode) noexcept
     switch (mode) {
     case kFlushOutputDiscard: {
         std::lock_guard<std::mutex> lock(mutex_);
-        for (AravisBuffer *buffer : output_)
-            buffer->state = AravisBuffer::State::Announced;
-        output_.clear();
+        discardOutput();
         return kOk;
     }
     case kFlushAllToInput:
     case kFlushUnqueuedToInput: {
         std::lock_guard<std::mutex> lock(mutex_);
-        if (mode == kFlushAllToInput) {
-            for (AravisBuffer *buffer : output_)
-                buffer->state = AravisBuffer::State::Announced;
-            output_.clear();
-        }
+        if (mode == kFlushAllToInput)
+            discardOutput();
         for (auto &buffer : buffers_) {
             if (buffer->state == AravisBuffer::State::Announced)
                 requeue(*buffer);
@@ -419,18 +391,6 @@ KyrCamErr AravisStream::ReleaseBufferQueue() noexcept
     return kOk;
 }
 
-KyrCamErr AravisStream::CancelBuffer() noexcept
-{
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (waiters_ == 0)
-            return kOk;
-        ++cancels_;
-    }
-    delivered_.notify_all();
-    return kOk;
-}
-
 KyrCamErr AravisStream::QueueBuffer(Buffer *buffer) noexcept
 {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -472,53 +432,10 @@ KyrCamErr AravisStream::RevokeBuffer(Buffer *buffer) noexcept
             pushToInput(*other);
     }
     std::lock_guard<std::mutex> lock(mutex_);
-    output_.erase(std::remove(output_.begin(), output_.end(), buffer), output_.end());
-    buffers_.erase(std::remove_if(buffers_.begin(), buffers_.end(),
-                                  [&](const auto &owned) { return owned.get() == buffer; }),
-                   buffers_.end());
+    // Looked for again: the lock was free while Aravis gave its buffers back.
+    if (AravisBuffer *own = find(buffer))
+        forget(*own);
     return kOk;
-}
-
-Buffer *AravisStream::GetBuffer(uint64_t timeoutMs, KyrCamErr *err) noexcept
-{
-    std::unique_lock<std::mutex> lock(mutex_);
-    if (closing_) {
-        setError(err, kErrAbort);
-        return nullptr;
-    }
-    if (output_.empty() && !acquiring_) {
-        setError(err, lost_ ? kErrIo : kErrNotInitialized);
-        return nullptr;
-    }
-    ++waiters_;
-    const uint64_t cancels = cancels_;
-    const auto ready = [&] { return !output_.empty() || cancels_ != cancels || lost_ || !acquiring_ || closing_; };
-    if (timeoutMs >= kLongestTimeoutMs)
-        delivered_.wait(lock, ready);
-    else
-        delivered_.wait_for(lock, std::chrono::milliseconds(timeoutMs), ready);
-    if (--waiters_ == 0)
-        waitersLeft_.notify_all();
-    if (closing_) {
-        setError(err, kErrAbort);
-        return nullptr;
-    }
-    if (!output_.empty()) {
-        AravisBuffer *buffer = output_.front();
-        output_.pop_front();
-        buffer->state = AravisBuffer::State::Announced;
-        setError(err, kOk);
-        return buffer;
-    }
-    if (cancels_ != cancels)
-        setError(err, kErrAbort);
-    else if (lost_)
-        setError(err, kErrIo);
-    else if (!acquiring_)
-        setError(err, kErrNotInitialized);
-    else
-        setError(err, kErrTimeout);
-    return nullptr;
 }
 
 Buffer *AravisStream::CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept

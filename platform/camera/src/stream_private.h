@@ -1,17 +1,12 @@
 // A stream over an ArvStream and its buffers. Aravis's pop cannot be
 // interrupted, so the stream thread of Aravis hands every completed buffer to
-// this object ("new-buffer" signal), which keeps its own output queue: the
-// wait reads it and CancelBuffer wakes it. Aravis takes one reference per push
-// and gives it back on pop; each buffer keeps a reference of its own. Any
-// thread; buffers: owner thread only.
+// this object ("new-buffer" signal), which puts it in its own output queue.
+// Aravis takes one reference per push and gives it back on pop; each buffer
+// keeps a reference of its own. Any thread; buffers: owner thread only.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <memory>
-#include <mutex>
-#include <vector>
 
 #include <arv.h>
 
@@ -19,6 +14,7 @@
 
 #include "aravis_support_private.h"
 #include "frame_buffer_private.h"
+#include "queued_stream_private.h"
 
 namespace KyrCam {
 
@@ -57,7 +53,7 @@ private:
     GObjectPtr<ArvBuffer> arv_;
 };
 
-class AravisStream final : public Stream
+class AravisStream final : public QueuedStream<AravisBuffer>
 {
 public:
     // Opens the device's stream channel. Codes: those of Aravis's stream
@@ -73,16 +69,13 @@ public:
     int64_t GetBufferSize() noexcept override;
     int64_t GetBufferAlignment() noexcept override;
     int64_t GetMinNumBuffers() noexcept override;
-    int64_t GetBufferQueueSize() noexcept override;
     KyrCamErr StartAcquisition(uint64_t frameCount, const void *reserved) noexcept override;
     KyrCamErr StopAcquisition(int32_t mode) noexcept override;
     KyrCamErr FlushBuffers(int32_t mode) noexcept override;
     KyrCamErr AllocBufferQueue(void *userData, int64_t count) noexcept override;
     KyrCamErr ReleaseBufferQueue() noexcept override;
-    KyrCamErr CancelBuffer() noexcept override;
     KyrCamErr QueueBuffer(Buffer *buffer) noexcept override;
     KyrCamErr RevokeBuffer(Buffer *buffer) noexcept override;
-    Buffer *GetBuffer(uint64_t timeoutMs, KyrCamErr *err) noexcept override;
     Buffer *CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept override;
 
 private:
@@ -90,7 +83,6 @@ private:
     static void onNewBuffer(ArvStream *stream, gpointer self);
     void collect();
     // Callers hold mutex_.
-    AravisBuffer *find(Buffer *buffer) noexcept;
     void pushToInput(AravisBuffer &buffer) noexcept;
     // The frame id to deliver for Aravis's, widened; false for a piece of a
     // frame already delivered.
@@ -105,22 +97,12 @@ private:
     void requeue(AravisBuffer &buffer) noexcept;
 
     AravisDevice &device_;
-    std::mutex mutex_;
-    std::condition_variable delivered_;
-    std::condition_variable waitersLeft_;
-    std::vector<std::unique_ptr<AravisBuffer>> buffers_;
-    std::deque<AravisBuffer *> output_;
-    bool acquiring_ = false;
     bool discardLate_ = false;
-    bool lost_ = false;
     // An incomplete frame came: from now on buffers are cleared when queued.
     bool lossSeen_ = false;
     FrameFormat format_;
-    bool closing_ = false;  // the last handle is gone: waits end, none start
     uint64_t frameLimit_ = 0;
     uint64_t frameCount_ = 0;
-    unsigned waiters_ = 0;
-    uint64_t cancels_ = 0;
     bool sequenced_ = false;  // lastId_ holds a frame delivered in this acquisition
     uint64_t lastId_ = 0;
     uint64_t lastRawId_ = 0;

@@ -265,4 +265,21 @@ TEST_F(Streaming, WaitTimesOutAndCancelEndsIt)
     EXPECT_EQ(result.second, kErrAbort);
 }
 
+TEST_F(Streaming, StopEndsAnEndlessWait)
+{
+    triggerMode();
+    ASSERT_EQ(stream_->AllocBufferQueue(nullptr, 2), kOk);
+    ASSERT_EQ(stream_->StartAcquisition(~uint64_t(0), nullptr), kOk);
+    auto waiter = std::async(std::launch::async, [&] {
+        KyrCamErr code = 0;
+        Buffer *buffer = stream_->GetBuffer(~uint64_t(0), &code);
+        return std::make_pair(buffer, code);
+    });
+    // Whether the stop comes before the wait or during it, the wait ends.
+    EXPECT_EQ(stream_->StopAcquisition(kStopDefault), kOk);
+    const auto result = waiter.get();
+    EXPECT_EQ(result.first, nullptr);
+    EXPECT_EQ(result.second, kErrNotInitialized);
+}
+
 } // namespace
