@@ -35,7 +35,7 @@ UNKNOWN_ERROR = -40001
 # frames each, as shorter runs swing by a fifth on a shared machine.
 SIZES = [(640, 480, 1000, 100.0), (2048, 2048, 200, 20.0)]
 CONSUMERS = ["c", "c+copy", "library", "gi", "module"]
-REPEATS = 3
+REPEATS = 5
 
 
 def measure(next_frame, frames):
@@ -132,6 +132,13 @@ def median(runs):
             "incomplete": sum(r["incomplete"] for r in runs)}
 
 
+def paired(runs, a, b, combine):
+    """The median over the rounds of combine(a's CPU per frame, b's) taken
+    from the same round: a slow spell shifts both runs of a pair."""
+    values = sorted(combine(x["cpu_per_frame"], y["cpu_per_frame"]) for x, y in zip(runs[a], runs[b]))
+    return values[len(values) // 2]
+
+
 def run_consumer(consumer, width, height, frames, rate):
     arguments = [str(width), str(height), str(frames), str(PACKET_SIZE), str(rate)]
     if consumer == "c":
@@ -186,6 +193,9 @@ def main():
                   f"one copy {(c_copy['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms, "
                   f"module-(C+copy) CPU {(module['cpu_per_frame'] - c_copy['cpu_per_frame']) * 1e3:.3f} ms, "
                   f"library-C CPU {(library['cpu_per_frame'] - c_loop['cpu_per_frame']) * 1e3:.3f} ms")
+            print(f"{'':>10} paired, median of the {REPEATS} rounds: "
+                  f"module/GI CPU {paired(runs, 'module', 'gi', lambda m, g: m / g):.3f}, "
+                  f"module-(C+copy) CPU {paired(runs, 'module', 'c+copy', lambda m, c: m - c) * 1e3:.3f} ms")
         return 0
 
 
