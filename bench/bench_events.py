@@ -40,6 +40,7 @@ EVENTS = 500
 LOST_STREAMING_S = 1.0
 LOST_GIVE_UP_S = 30.0
 DEVICE_LOST = 0x8001
+UNKNOWN_ERROR = -40001  # a frame without an image: the module queues it again itself
 REPEATS = 3
 
 # GigE Vision message channel registers and the GVCP event commands.
@@ -99,6 +100,8 @@ def events_module():
     while not enough.is_set():
         buffer = stream.GetBuffer(5000)
         if buffer is None:
+            if stream.GetLastError() == UNKNOWN_ERROR:
+                continue
             raise RuntimeError(f"no frame: {stream.GetLastError()}")
         buffer.GetBufferPtr()
         stream.QueueBuffer(buffer)
@@ -109,12 +112,20 @@ def events_module():
     return latency_summary(latencies[:EVENTS])
 
 
-def open_gi_camera():
+def open_gi_camera(deadline_s=15.0):
     import gi
     gi.require_version("Aravis", "0.8")
-    from gi.repository import Aravis
+    from gi.repository import Aravis, GLib
 
-    camera = Aravis.Camera.new(ADDRESS)
+    # Each attempt looks for the camera once, for up to a second.
+    deadline = time.monotonic() + deadline_s
+    while True:
+        try:
+            camera = Aravis.Camera.new(ADDRESS)
+            break
+        except GLib.Error:
+            if time.monotonic() > deadline:
+                raise
     camera.set_frame_rate(FRAME_RATE)
     stream = camera.create_stream(None, None)
     for _ in range(8):
@@ -205,10 +216,11 @@ def lost_module():
         def consume():
             while True:
                 buffer = stream.GetBuffer(int(LOST_GIVE_UP_S * 1000))
-                if buffer is None:
+                if buffer is not None:
+                    stream.QueueBuffer(buffer)
+                elif stream.GetLastError() != UNKNOWN_ERROR:
                     wait_end.append((time.monotonic(), stream.GetLastError()))
                     return
-                stream.QueueBuffer(buffer)
 
         consumer = threading.Thread(target=consume)
         consumer.start()
@@ -228,7 +240,6 @@ def lost_module():
 def lost_gi():
     camera_process = start_camera()
     try:
-        time.sleep(0.5)  # Aravis.Camera.new looks for the camera once
         Aravis, camera, stream = open_gi_camera()
         lost_at = []
         lost = threading.Event()
