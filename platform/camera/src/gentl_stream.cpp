@@ -221,7 +221,8 @@ KyrCamErr GenTLStream::StopAcquisition(int32_t mode) noexcept
             return kErrInvalidState;
         acquiring_ = false;
     }
-    // The waits end now (kErrNotInitialized), frames or not.
+    // Waits in progress end now: with a frame still queued, else with
+    // kErrNotInitialized.
     changed_.notify_all();
     const KyrCamErr stopped = device_.streamStopped();
     const GC_ERROR code = gentlCall(fn_.DSStopAcquisition, handle_,
