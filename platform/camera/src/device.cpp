@@ -72,8 +72,8 @@ KyrCamErr AravisDevice::open(AravisDeviceInfo &info, int32_t mode, std::unique_p
             g_signal_connect_data(opened->arv(), "control-lost", G_CALLBACK(onControlLost),
                                   new std::shared_ptr<LostSignal>(opened->lostSignal_), dropLostSignal, GConnectFlags(0));
         if (record.gige)
-            opened->watch_ = std::make_unique<LinkWatch>(
-                record.address, [signal = opened->lostSignal_] { markLost(*signal); });
+            opened->watch_ = std::make_unique<LinkWatch>(record.address, kGvcpPort, opened->frames_,
+                                                         [signal = opened->lostSignal_] { markLost(*signal); });
         result = std::move(opened);
         return kOk;
     } catch (...) {

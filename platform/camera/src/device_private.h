@@ -51,6 +51,8 @@ public:
     TransportSettings &settings() noexcept { return settings_; }
     // The camera stopped answering (Aravis reported control lost).
     bool lost() const noexcept { return lost_; }
+    // The stream received a complete frame; on its thread.
+    void frameArrived() noexcept { LinkWatch::mark(frames_); }
     // The camera's node map; null when the device has no description.
     AravisParamArray *camera() noexcept { return camera_.get(); }
     // Runs `use(stream)` with the open stream (null when none) under the
@@ -112,6 +114,7 @@ private:
     std::shared_ptr<LostSignal> lostSignal_;
     gulong lostHandler_ = 0;
     // GigE Vision cameras only; stopped first when the device goes.
+    LinkWatch::Sign frames_{ 0 };
     std::unique_ptr<LinkWatch> watch_;
     // Serialises the registration of camera events; the channel exists from
     // the first one on (GigE Vision cameras only).

@@ -146,7 +146,10 @@ void AravisStream::collect()
                 continue;
             }
             ++frameCount_;
-            lossSeen_ = lossSeen_ || arv_buffer_get_status(popped.get()) != ARV_BUFFER_STATUS_SUCCESS;
+            const bool complete = arv_buffer_get_status(popped.get()) == ARV_BUFFER_STATUS_SUCCESS;
+            lossSeen_ = lossSeen_ || !complete;
+            if (complete)
+                device_.frameArrived();
             buffer->takeFrame(frameId, format_);
             deliver(*buffer);
             delivered = true;

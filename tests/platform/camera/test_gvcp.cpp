@@ -1,5 +1,5 @@
 // The GVCP client against a responder on loopback: FORCEIP's packet layout
-// and acknowledge, and the time-out without an answer.
+// and acknowledge, the time-out without an answer, and the link watch.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -8,12 +8,16 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <future>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "gvcp_private.h"
+#include "link_watch_private.h"
 
 using namespace KyrCam;
 
@@ -38,6 +42,13 @@ public:
     ~Responder() { close(fd_); }
 
     uint16_t port() const { return port_; }
+
+    // Whether a command arrives within `timeoutMs`; it stays unanswered.
+    bool commandWithin(int timeoutMs)
+    {
+        pollfd wait{ fd_, POLLIN, 0 };
+        return poll(&wait, 1, timeoutMs) == 1;
+    }
 
     // Waits for one command and answers it with `ackStatus`; the command.
     std::vector<uint8_t> answerOnce(uint16_t ackStatus)
@@ -93,6 +104,41 @@ TEST(Gvcp, ForceIpRefusedOrUnansweredFails)
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(gvcpForceIp(0x7F000001, 0x7F000001, silent.port(), 1, 0x0A000005, 0xFF000000, 0, 300), kErrTimeout);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+// A camera that streams is there, whatever its control channel does: the
+// watch reads nothing while frames come, and reports a silent camera lost
+// once they stop.
+TEST(LinkWatch, FramesStandInForReads)
+{
+    Responder silent;
+    LinkWatch::Sign frames{ 0 };
+    std::mutex mutex;
+    std::condition_variable stopFrames;
+    bool framesStopped = false;
+    LinkWatch::mark(frames);
+    std::thread camera([&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        do
+            LinkWatch::mark(frames);
+        while (!stopFrames.wait_for(lock, std::chrono::milliseconds(10), [&] { return framesStopped; }));
+    });
+    std::promise<void> lost;
+    std::future<void> lostReported = lost.get_future();
+    LinkWatch watch(0x7F000001, silent.port(), frames, [&] { lost.set_value(); });
+
+    // Longer than the silence after which a camera counts as lost.
+    EXPECT_FALSE(silent.commandWithin(LinkWatch::kSilenceMs + 400));
+    EXPECT_EQ(lostReported.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        framesStopped = true;
+    }
+    stopFrames.notify_all();
+    camera.join();
+    EXPECT_TRUE(silent.commandWithin(2000));
+    EXPECT_EQ(lostReported.wait_for(std::chrono::seconds(5)), std::future_status::ready);
 }
 
 TEST(Gvcp, Ipv4TextRoundTrip)
