@@ -24,6 +24,14 @@ Py::Object toPyInt(int32_t value)
     return Py::Long(static_cast<long>(value));
 }
 
+// Keeps the int a frame's geometry had while it stays the same: a new int
+// on every frame is an allocation and a free the loop has no use for.
+void keepLong(Py::Object &held, uint32_t value)
+{
+    if (PyLong_AsUnsignedLong(held.ptr()) != value)
+        held = Py::Long(static_cast<unsigned long>(value));
+}
+
 } // namespace
 
 PyBuffer::PyBuffer(std::shared_ptr<StreamLink> link)
@@ -101,8 +109,8 @@ KyrCamErr PyBuffer::fill(const Py::Object &timeout)
 
     const uint32_t width = buffer->GetWidth();
     const uint32_t height = buffer->GetHeight();
-    width_ = Py::Long(static_cast<unsigned long>(width));
-    height_ = Py::Long(static_cast<unsigned long>(height));
+    keepLong(width_, width);
+    keepLong(height_, height);
     const uint64_t size = buffer->GetBufferSize();
     const uint8_t *pixels = buffer->GetBufferPtr() + buffer->GetImageOffset();
     if (width == 0 || height == 0 || width > kMaxSide || height > kMaxSide || size == 0) {

@@ -140,9 +140,8 @@ Py::Object PyDataStream::GetBuffer(const Py::Tuple &args)
     // The default is the unsigned all-ones timeout, which the fill's signed
     // conversion turns into -1 (no limit) with an OverflowError left pending.
     // That order is kept as scripts have always met it.
-    Py::Object timeout = Py::Long(static_cast<unsigned PY_LONG_LONG>(~0ULL));
-    if (args.length() >= 1)
-        timeout = Py::Long(args[0]);
+    const Py::Object timeout =
+        args.length() >= 1 ? Py::Long(args[0]) : Py::Long(static_cast<unsigned PY_LONG_LONG>(~0ULL));
     // Held here so that the buffer outlives a replacement made by another
     // thread while the fill waits.
     const Py::Object current = buffer_;
