@@ -13,6 +13,8 @@
 #include <image/KyrImageSerializer.h>
 #include <image/KyrImageUnpacker.h>
 
+#include "MethodTable.h"
+
 namespace KyrCamPy {
 
 class PyBuffer;
@@ -60,6 +62,20 @@ protected:
     KyrCamErr lastError_ = KyrCam::kOk;
 
 private:
+    // Registers a method of wrapper type T with PyCXX and in T's MethodTable.
+    template <typename T, Py::Object (T::*Method)()>
+    static void addNoArgs(const char *name)
+    {
+        T::add_noargs_method(name, Method, "");
+        MethodTable<T>::template addNoArgs<Method>(name);
+    }
+    template <typename T, Py::Object (T::*Method)(const Py::Tuple &)>
+    static void addVarArgs(const char *name)
+    {
+        T::add_varargs_method(name, Method, "");
+        MethodTable<T>::template addVarArgs<Method>(name);
+    }
+
     // The PyBuffer of a save or record call's first argument; null after the
     // missing argument or wrong type was reported.
     PyBuffer *bufferArgument(const Py::Tuple &args, Py_ssize_t needed);

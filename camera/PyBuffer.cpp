@@ -5,6 +5,7 @@
 #include "Conversion.h"
 #include "ErrorReport.h"
 #include "Lifetime.h"
+#include "MethodTable.h"
 #include "PyImage.h"
 
 namespace KyrCamPy {
@@ -66,6 +67,13 @@ PyBuffer::PyBuffer(std::shared_ptr<StreamLink> link, int64_t size)
 PyBuffer::~PyBuffer()
 {
     link_->detach(this);
+}
+
+Py::Object PyBuffer::getattr_methods(const char *name)
+{
+    if (PyObject *method = MethodTable<PyBuffer>::bind(this, name))
+        return Py::asObject(method);
+    return PythonExtension::getattr_methods(name);
 }
 
 KyrCamErr PyBuffer::fill(const Py::Object &timeout)

@@ -28,6 +28,8 @@ public:
     PyBuffer(std::shared_ptr<StreamLink> link, int64_t size);
     ~PyBuffer() override;
 
+    Py::Object getattr_methods(const char *name) override;
+
     // Waits for the stream's next buffer with the interpreter lock released,
     // then takes the frame's pixels; a frame of impossible geometry or no bytes
     // goes straight back to the stream. 0, the native code, or kErrUnknown for

@@ -2,6 +2,7 @@
 
 #include "Conversion.h"
 #include "ErrorReport.h"
+#include "MethodTable.h"
 #include "PyBuffer.h"
 
 namespace KyrCamPy {
@@ -38,6 +39,13 @@ Py::Object PyDataStream::getattr(const char *name)
     if (const NamedConstant *flush = findConstant(kFlushModes, name))
         return Py::Long(static_cast<long>(flush->value));
     return getattr_methods(name);
+}
+
+Py::Object PyDataStream::getattr_methods(const char *name)
+{
+    if (PyObject *method = MethodTable<PyDataStream>::bind(this, name))
+        return Py::asObject(method);
+    return PythonExtension::getattr_methods(name);
 }
 
 bool PyDataStream::missingArg(const Py::Tuple &args, const char *message)

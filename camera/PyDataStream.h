@@ -30,6 +30,7 @@ public:
 
     // The flush modes as integer attributes, then the methods.
     Py::Object getattr(const char *name) override;
+    Py::Object getattr_methods(const char *name) override;
 
     Py::Object GetBufferSize();
     Py::Object GetBufferAlignment();

@@ -2,6 +2,8 @@
 names and docs, and exactly their methods, the no-args ones refusing
 arguments."""
 
+import sys
+
 import pytest
 
 from kyrscript import frame
@@ -49,3 +51,20 @@ def test_type_names_docs_and_methods(objects, scripted, name):
         with pytest.raises(TypeError):
             getattr(instance, method)(None)
     assert scripted.calls() == []
+
+
+def test_per_frame_methods_are_bound_to_their_wrapper_without_leaking_it(objects):
+    stream, buffer = objects["PyDataStream"], objects["PyBuffer"]
+    counts = sys.getrefcount(stream), sys.getrefcount(buffer)
+    queue_size, incomplete = stream.GetBufferQueueSize, buffer.IsIncomplete
+    assert (queue_size.__self__, queue_size.__name__) == (stream, "GetBufferQueueSize")
+    assert (incomplete.__self__, incomplete.__name__) == (buffer, "IsIncomplete")
+    assert (sys.getrefcount(stream), sys.getrefcount(buffer)) == (counts[0] + 1, counts[1] + 1)
+    with pytest.raises(TypeError, match=r"^PyDataStream\.GetBufferQueueSize\(\) takes no arguments \(1 given\)$"):
+        queue_size(1)
+    with pytest.raises(TypeError, match=r"^GetBuffer\(\) takes no keyword arguments$"):
+        stream.GetBuffer(timeout=1)
+    del queue_size, incomplete
+    for _ in range(1000):
+        stream.GetBufferQueueSize(), buffer.IsIncomplete(), stream.GetLastError()
+    assert (sys.getrefcount(stream), sys.getrefcount(buffer)) == counts
