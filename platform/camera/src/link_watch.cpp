@@ -36,27 +36,34 @@ LinkWatch::~LinkWatch()
 void LinkWatch::run()
 {
     const auto poll = std::chrono::milliseconds(kPollMs);
+    // How long after a frame the first read may wait and still report a
+    // camera that fell silent with that frame within the bound.
+    static_assert(kSilenceMs > kReadTimeoutMs + kPollMs, "no time left to read");
+    const auto quiet = std::chrono::milliseconds(kSilenceMs - kReadTimeoutMs - kPollMs);
     Clock::time_point lastAnswer = Clock::now();
+    Clock::time_point next = lastAnswer + poll;
     for (;;) {
         {
             std::unique_lock<std::mutex> lock(mutex_);
-            if (wake_.wait_for(lock, poll, [this] { return stopping_; }))
+            if (wake_.wait_until(lock, next, [this] { return stopping_; }))
                 return;
         }
         const Clock::time_point frame{ Clock::duration(frames_.load(std::memory_order_relaxed)) };
         lastAnswer = std::max(lastAnswer, frame);
-        // A frame came since the last look: the camera is there.
-        if (Clock::now() - frame < poll)
+        // Frames are coming, so the camera is there: look again once they
+        // may have stopped.
+        if (Clock::now() - frame < quiet) {
+            next = frame + quiet;
             continue;
+        }
         uint32_t privilege = 0;
         if (gvcpReadRegister(address_, port_, kGvcpRegControlChannelPrivilege, kReadTimeoutMs, privilege) == kOk) {
             lastAnswer = Clock::now();
-            continue;
-        }
-        if (Clock::now() - lastAnswer >= std::chrono::milliseconds(kSilenceMs)) {
+        } else if (Clock::now() - lastAnswer >= std::chrono::milliseconds(kSilenceMs)) {
             lost_();
             return;
         }
+        next = Clock::now() + poll;
     }
 }
 

@@ -3,9 +3,9 @@
 // channel privilege register every few hundred milliseconds on a socket of
 // its own (any host may read it) and reports the camera lost once it has not
 // answered for kSilenceMs. A complete frame counts as an answer: while the
-// camera streams, the watch reads nothing, as each read costs the process
-// more CPU than a frame's whole hand-over. Runs a thread of its own; its
-// destructor stops it.
+// camera streams, the watch reads nothing and wakes up about once a second,
+// as each read, and each wake-up, costs the process more CPU than a frame's
+// whole hand-over. Runs a thread of its own; its destructor stops it.
 #pragma once
 
 #include <atomic>
