@@ -54,8 +54,8 @@ void applySettings(ArvStream *stream, const TransportSettings &settings)
 
 } // namespace
 
-AravisStream::AravisStream(AravisDevice &device, GObjectPtr<ArvStream> stream)
-    : device_(device), stream_(std::move(stream))
+AravisStream::AravisStream(AravisDevice &device, GObjectPtr<ArvStream> stream, CallbackTarget &target)
+    : device_(device), stream_(std::move(stream)), target_(target)
 {
 }
 
@@ -67,17 +67,27 @@ std::unique_ptr<AravisStream> AravisStream::create(AravisDevice &device, KyrCamE
                                              device.settings().packetSocket && packetRingAvailable()
                                                  ? ARV_GV_STREAM_OPTION_NONE
                                                  : ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
+        // Frames come through Aravis's stream callback rather than its
+        // "new-buffer" signal, whose emission cost the stream thread more
+        // than everything else the library does per frame.
+        auto target = std::make_unique<CallbackTarget>();
         AravisError error;
-        GObjectPtr<ArvStream> arvStream(arv_device_create_stream(device.arv(), nullptr, nullptr, error.out()));
+        GObjectPtr<ArvStream> arvStream(
+            arv_device_create_stream(device.arv(), onStreamEvent, target.get(), error.out()));
         if (!arvStream) {
             code = error.failed() ? error.code() : kErrNotAvailable;
             return nullptr;
         }
+        // Freed with the ArvStream, after its thread has ended.
+        CallbackTarget &callbackTarget = *target;
+        g_object_set_data_full(G_OBJECT(arvStream.get()), "kyr-callback-target", target.release(),
+                               [](gpointer data) { delete static_cast<CallbackTarget *>(data); });
         applySettings(arvStream.get(), device.settings());
-        std::unique_ptr<AravisStream> stream(new AravisStream(device, std::move(arvStream)));
-        stream->newBufferHandler_ =
-            g_signal_connect(stream->arv(), "new-buffer", G_CALLBACK(onNewBuffer), stream.get());
-        arv_stream_set_emit_signals(stream->arv(), TRUE);
+        std::unique_ptr<AravisStream> stream(new AravisStream(device, std::move(arvStream), callbackTarget));
+        {
+            std::lock_guard<std::mutex> lock(callbackTarget.mutex);
+            callbackTarget.stream = stream.get();
+        }
         code = kOk;
         return stream;
     } catch (...) {
@@ -102,10 +112,11 @@ AravisStream::~AravisStream()
     }
     if (running)
         executeAcquisition(false);
-    // Never under mutex_: Aravis emits "new-buffer" holding its own lock, and
-    // the handler takes ours.
-    arv_stream_set_emit_signals(stream_.get(), FALSE);
-    g_signal_handler_disconnect(stream_.get(), newBufferHandler_);
+    // Never under mutex_: the callback takes it under the target's lock.
+    {
+        std::lock_guard<std::mutex> lock(target_.mutex);
+        target_.stream = nullptr;
+    }
     AravisSystem *system = aravisSystem();
     if (lost && system) {
         // Closing the stream channel of a camera that is gone waits out
@@ -119,7 +130,18 @@ AravisStream::~AravisStream()
     stream_.reset();
 }
 
-void AravisStream::onNewBuffer(ArvStream *, gpointer self) { static_cast<AravisStream *>(self)->collect(); }
+// Aravis calls back once a buffer is in its output queue. The few buffers
+// it gives back there without calling back (when it cannot set up a frame
+// in them) come out with the next frame.
+void AravisStream::onStreamEvent(void *target, ArvStreamCallbackType type, ArvBuffer *)
+{
+    if (type != ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE)
+        return;
+    auto &callbackTarget = *static_cast<CallbackTarget *>(target);
+    std::lock_guard<std::mutex> lock(callbackTarget.mutex);
+    if (callbackTarget.stream)
+        callbackTarget.stream->collect();
+}
 
 // On Aravis's stream thread. The waiter is woken once, after the last pop:
 // woken earlier, it would contend with this thread for Aravis's queues.

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 #include <arv.h>
 
@@ -79,8 +80,17 @@ public:
     Buffer *CreateBuffer(int64_t size, void *userData, KyrCamErr *err) noexcept override;
 
 private:
-    AravisStream(AravisDevice &device, GObjectPtr<ArvStream> stream);
-    static void onNewBuffer(ArvStream *stream, gpointer self);
+    // What Aravis's stream thread calls back into. The ArvStream owns it, as
+    // a lost device's ArvStream outlives this object on the reaper.
+    struct CallbackTarget
+    {
+        std::mutex mutex;  // held while the callback runs
+        AravisStream *stream = nullptr;
+    };
+
+    AravisStream(AravisDevice &device, GObjectPtr<ArvStream> stream, CallbackTarget &target);
+    static void onStreamEvent(void *target, ArvStreamCallbackType type, ArvBuffer *buffer);
+    // Hands over every buffer in Aravis's output queue; on Aravis's thread.
     void collect();
     // Callers hold mutex_.
     void pushToInput(AravisBuffer &buffer) noexcept;
@@ -108,7 +118,7 @@ private:
     uint64_t lastRawId_ = 0;
     uint64_t idEpoch_ = 0;
     GObjectPtr<ArvStream> stream_;
-    gulong newBufferHandler_ = 0;
+    CallbackTarget &target_;
 };
 
 } // namespace KyrCam
