@@ -1,6 +1,6 @@
 // A stream over an ArvStream and its buffers. Aravis's pop cannot be
 // interrupted, so the stream thread of Aravis hands every completed buffer to
-// this object ("new-buffer" signal), which puts it in its own output queue.
+// this object (the stream callback), which puts it in its own output queue.
 // Aravis takes one reference per push and gives it back on pop; each buffer
 // keeps a reference of its own. Any thread; buffers: owner thread only.
 #pragma once
