@@ -6,7 +6,8 @@
 // a script waited for a frame. A type registers each method with PyCXX as
 // ever and here as well, with a C function of its own that calls the member
 // directly; a lookup binds it to the wrapper as one built-in method, which
-// Python then calls like any other.
+// Python then calls like any other. The stream and the buffer, whose methods
+// a script calls on every frame, use it; the other types keep PyCXX's lookup.
 #pragma once
 
 #include <CXX/Extensions.hxx>
