@@ -93,7 +93,7 @@ private:
     static PyObject *callNoArgs(PyObject *self, PyObject *)
     {
         try {
-            return Py::new_reference_to((static_cast<T *>(self)->*Method)());
+            return Py::new_reference_to((static_cast<T &>(*self).*Method)());
         } catch (Py::BaseException &) {
             return nullptr;
         }
@@ -103,7 +103,7 @@ private:
     static PyObject *callVarArgs(PyObject *self, PyObject *args)
     {
         try {
-            return Py::new_reference_to((static_cast<T *>(self)->*Method)(Py::Tuple(args)));
+            return Py::new_reference_to((static_cast<T &>(*self).*Method)(Py::Tuple(args)));
         } catch (Py::BaseException &) {
             return nullptr;
         }
