@@ -95,10 +95,14 @@ Py::Object PyGenParams::nodeByName(const Py::Tuple &args, const char *message,
     return Py::asObject(new Wrapper(node, array_.lifetime()));
 }
 
-Py::Object PyGenParams::setResult(KyrCamErr code)
+template <typename Set>
+Py::Object PyGenParams::setOnArray(Set set)
 {
-    lastError_ = code;
-    return statusOf(code);
+    KyrGenParam::Array *native = array();
+    if (!native)
+        return Py::False();
+    lastError_ = unlocked([&] { return set(*native); });
+    return statusOf(lastError_);
 }
 
 Py::Object PyGenParams::GetCount()
@@ -172,10 +176,7 @@ Py::Object PyGenParams::SetBooleanValue(const Py::Tuple &args)
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
     const bool value = KyrCamPy::toBool(args[1]);
-    KyrGenParam::Array *native = array();
-    if (!native)
-        return Py::False();
-    return setResult(unlocked([&] { return native->SetBooleanValue(name.c_str(), value); }));
+    return setOnArray([&](KyrGenParam::Array &native) { return native.SetBooleanValue(name.c_str(), value); });
 }
 
 Py::Object PyGenParams::GetInt(const Py::Tuple &args)
@@ -193,10 +194,7 @@ Py::Object PyGenParams::SetIntegerValue(const Py::Tuple &args)
     if (!array())
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    KyrGenParam::Array *native = array();
-    if (!native)
-        return Py::False();
-    return setResult(unlocked([&] { return native->SetIntegerValue(name.c_str(), value); }));
+    return setOnArray([&](KyrGenParam::Array &native) { return native.SetIntegerValue(name.c_str(), value); });
 }
 
 Py::Object PyGenParams::GetIntegerValue(const Py::Tuple &args)
@@ -218,10 +216,7 @@ Py::Object PyGenParams::SetFloatValue(const Py::Tuple &args)
     if (!array())
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    KyrGenParam::Array *native = array();
-    if (!native)
-        return Py::False();
-    return setResult(unlocked([&] { return native->SetFloatValue(name.c_str(), value); }));
+    return setOnArray([&](KyrGenParam::Array &native) { return native.SetFloatValue(name.c_str(), value); });
 }
 
 Py::Object PyGenParams::GetFloatValue(const Py::Tuple &args)
@@ -246,10 +241,7 @@ Py::Object PyGenParams::ExecuteCommand(const Py::Tuple &args)
     if (tooFew(args, 1, "ExecuteCommand not enough actual args\n") || !array())
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
-    KyrGenParam::Array *native = array();
-    if (!native)
-        return Py::False();
-    return setResult(unlocked([&] { return native->ExecuteCommand(name.c_str()); }));
+    return setOnArray([&](KyrGenParam::Array &native) { return native.ExecuteCommand(name.c_str()); });
 }
 
 Py::Object PyGenParams::IsCommandDone(const Py::Tuple &args)
@@ -277,10 +269,7 @@ Py::Object PyGenParams::SetStringValue(const Py::Tuple &args)
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
     const std::string value = KyrCamPy::toUtf8(args[1]);
-    KyrGenParam::Array *native = array();
-    if (!native)
-        return Py::False();
-    return setResult(unlocked([&] { return native->SetStringValue(name.c_str(), value.c_str()); }));
+    return setOnArray([&](KyrGenParam::Array &native) { return native.SetStringValue(name.c_str(), value.c_str()); });
 }
 
 Py::Object PyGenParams::GetEnum(const Py::Tuple &args)
@@ -305,10 +294,7 @@ Py::Object PyGenParams::SetEnumValue(const Py::Tuple &args)
         return Py::False();
     const std::string name = KyrCamPy::toUtf8(args[0]);
     const int64_t value = KyrCamPy::toInt64(args[1]);
-    KyrGenParam::Array *native = array();
-    if (!native)
-        return Py::False();
-    return setResult(unlocked([&] { return native->SetEnumValue(name.c_str(), value); }));
+    return setOnArray([&](KyrGenParam::Array &native) { return native.SetEnumValue(name.c_str(), value); });
 }
 
 // Both arguments must be str: no str() form here.
@@ -318,10 +304,7 @@ Py::Object PyGenParams::SetEnumValueStr(const Py::Tuple &args)
         return Py::False();
     const std::string name = KyrCamPy::strToUtf8(args[0]);
     const std::string entry = KyrCamPy::strToUtf8(args[1]);
-    KyrGenParam::Array *native = array();
-    if (!native)
-        return Py::False();
-    return setResult(unlocked([&] { return native->SetEnumValueStr(name.c_str(), entry.c_str()); }));
+    return setOnArray([&](KyrGenParam::Array &native) { return native.SetEnumValueStr(name.c_str(), entry.c_str()); });
 }
 
 Py::Object PyGenParams::GetNodeMap()

@@ -76,8 +76,12 @@ private:
     Py::Object nodeByName(const Py::Tuple &args, const char *message,
                           Node *(KyrGenParam::Array::*getter)(const char *, KyrCamErr *) noexcept);
 
-    // Stores a setter's code in the last error and answers its status.
-    Py::Object setResult(KyrCamErr code);
+    // Runs the setter `set(array)` on the array as it is once the arguments
+    // are converted (a conversion may run Python code that releases the
+    // device), stores its code in the last error and answers its status;
+    // False without an array.
+    template <typename Set>
+    Py::Object setOnArray(Set set);
 
     // Runs `call` on the array without the interpreter lock: a feature may
     // wait for the camera, or for another thread using the array. Nothing in
