@@ -97,14 +97,14 @@ def test_select_camera_lists_both_cameras_and_returns_the_one_chosen(example, sc
     # Rows in the order the interface lists the cameras (by address here).
     run.keys(dialog, "Down", "Return")
     assert run.line() == "chosen SIM0002"
-    assert run.finish() == 0
+    assert run.finish() == 0, run.stderr
 
     run = example("--cameras", "2", "--select-only")
     dialog = screen.find("Select Camera", timeout=30)
     assert dialog is not None
     run.keys(dialog, "Escape")
     assert run.line() == "cancelled"
-    assert run.finish() == 0
+    assert run.finish() == 0, run.stderr
     assert "Wrong deviceInfo\n" in run.stderr
 
 
@@ -147,7 +147,7 @@ def test_tree_view_writes_features_refuses_bad_values_and_survives_release(examp
     assert emptied, "the view still shows the released device's features"
     assert run.ask("get Width").startswith("Width")
     assert run.ask("close") == ""
-    assert run.finish() == 0
+    assert run.finish() == 0, run.stderr
     assert screen.find(TREE_TITLE, timeout=0.5) is None
 
 
@@ -173,7 +173,7 @@ def test_action_camera_refuses_a_bad_mask_and_forces_a_new_address(example, scre
     assert cleared, "the dialog still shows a failure"
     run.keys(dialog, "Escape")
     assert sorted(run.line() for _ in range(2)) == ["camera SIM0001 at 127.0.0.7", "camera SIM0002 at 127.0.0.2"]
-    assert run.finish() == 0
+    assert run.finish() == 0, run.stderr
 
 
 CHILD = Path(__file__).resolve().parent / "gui_child.py"
@@ -193,7 +193,7 @@ def test_other_threads_run_while_a_dialog_is_open(example, screen):
     assert int(run.ask("ping").split()[1]) >= first + 50, "other threads stood still under the dialog"
     run.keys(dialog, "Escape")
     assert run.line() == "closed"
-    assert run.finish() == 0
+    assert run.finish() == 0, run.stderr
 
 
 def test_tree_view_over_a_lost_camera_says_so_and_survives_its_release(example, screen):
@@ -209,7 +209,7 @@ def test_tree_view_over_a_lost_camera_says_so_and_survives_its_release(example, 
     _, emptied = screen.wait_for(tree, lambda image: red_pixels(image) == 0, timeout=30)
     assert emptied
     assert run.ask("close") == "destroyed True"
-    assert run.finish() == 0
+    assert run.finish() == 0, run.stderr
     assert screen.find(TREE_TITLE, timeout=0.5) is None
 
 
@@ -222,5 +222,5 @@ def test_dialogs_and_views_run_on_a_pyqt6_applications_thread(example, screen):
     assert run.line() == "tree"
     assert screen.find(TREE_TITLE, timeout=15) is not None
     assert run.ask("close") == "destroyed True"
-    assert run.finish() == 0
+    assert run.finish() == 0, run.stderr
     assert screen.find(TREE_TITLE, timeout=0.5) is None
