@@ -196,6 +196,11 @@ def main():
             print(f"{'':>10} paired, median of the {REPEATS} rounds: "
                   f"module/GI CPU {paired(runs, 'module', 'gi', lambda m, g: m / g):.3f}, "
                   f"module-(C+copy) CPU {paired(runs, 'module', 'c+copy', lambda m, c: m - c) * 1e3:.3f} ms")
+            # Each round on its own, to show how far one run can stray.
+            rounds = zip(runs["module"], runs["gi"], runs["c+copy"])
+            print(f"{'':>10} each round, module/GI CPU and module-(C+copy) ms: " + ", ".join(
+                f"{m['cpu_per_frame'] / g['cpu_per_frame']:.3f} {(m['cpu_per_frame'] - c['cpu_per_frame']) * 1e3:+.3f}"
+                for m, g, c in rounds))
         return 0
 
 
