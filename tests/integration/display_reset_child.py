@@ -67,6 +67,8 @@ def main(steps):
     import libKyrCameraGuiApiPy as kyr
     display_library = ctypes.CDLL(str(BUILD / "lib" / "libKyrDisplayQt.so"))
     display_library.KyrDisplay_FramesDrawn.restype = ctypes.c_uint64
+    display_library.KyrDisplay_WaitFramesDrawn.restype = ctypes.c_uint64
+    display_library.KyrDisplay_WaitFramesDrawn.argtypes = [ctypes.c_uint64, ctypes.c_uint32]
 
     if not kyr.PyCreateDisplay(0):
         raise RuntimeError("no display")
@@ -92,9 +94,7 @@ def main(steps):
                 held = buffer.GetImage()
             drawn = display_library.KyrDisplay_FramesDrawn()
             kyr.PyShowImageOnDisplay(held)
-            deadline = time.monotonic() + 10
-            while display_library.KyrDisplay_FramesDrawn() == drawn and time.monotonic() < deadline:
-                time.sleep(0.001)
+            display_library.KyrDisplay_WaitFramesDrawn(drawn, 10000)
             print("shown", buffer.GetFrameID() if buffer is not None else -1, step, flush=True)
             if buffer is not None:
                 stream.QueueBuffer(buffer)

@@ -16,7 +16,6 @@ when standard input closes.
 import ctypes
 import os
 import sys
-import time
 from pathlib import Path
 
 BUILD = Path(os.environ.get("KYR_BUILD_DIR", Path(__file__).resolve().parent.parent.parent / "build"))
@@ -42,6 +41,8 @@ class Display:
     def __init__(self):
         self.lib = ctypes.CDLL(str(BUILD / "lib" / "libKyrDisplayQt.so"))
         self.lib.KyrDisplay_FramesDrawn.restype = ctypes.c_uint64
+        self.lib.KyrDisplay_WaitFramesDrawn.restype = ctypes.c_uint64
+        self.lib.KyrDisplay_WaitFramesDrawn.argtypes = [ctypes.c_uint64, ctypes.c_uint32]
         create = getattr(self.lib, "_ZN10KyrDisplay15CreateComponentEv")
         create.restype = ctypes.c_void_p
         self.this = create()
@@ -69,6 +70,10 @@ class Display:
     def frames_drawn(self):
         return self.lib.KyrDisplay_FramesDrawn()
 
+    def wait_frames_drawn(self, seen, timeout_ms):
+        """The count once it passes `seen`, or after `timeout_ms`."""
+        return self.lib.KyrDisplay_WaitFramesDrawn(seen, timeout_ms)
+
     def release(self):
         self._release(self.this)
 
@@ -89,9 +94,8 @@ def serve():
         else:
             code = display.show(picture)
             # The GUI thread draws it soon after; a refused frame never is.
-            deadline = time.monotonic() + 10
-            while code == 0 and display.frames_drawn() == drawn and time.monotonic() < deadline:
-                time.sleep(0.001)
+            if code == 0:
+                display.wait_frames_drawn(drawn, 10000)
         print(code, display.frames_drawn(), flush=True)
     display.release()
     return 0

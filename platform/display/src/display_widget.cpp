@@ -14,7 +14,33 @@
 
 namespace KyrDisplayQt {
 
-std::atomic<uint64_t> framesDrawn{ 0 };
+DrawnFrames &drawnFrames()
+{
+    static auto *frames = new DrawnFrames;
+    return *frames;
+}
+
+void DrawnFrames::add() noexcept
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        ++count_;
+    }
+    changed_.notify_all();
+}
+
+uint64_t DrawnFrames::count() noexcept
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return count_;
+}
+
+uint64_t DrawnFrames::waitBeyond(uint64_t seen, std::chrono::milliseconds timeout) noexcept
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_for(lock, timeout, [&] { return count_ > seen; });
+    return count_;
+}
 
 std::unique_ptr<Frame> FrameSlot::spare()
 {
@@ -186,7 +212,7 @@ void DisplayWidget::paintEvent(QPaintEvent *)
     if (!currentDrawn_ || image_.size() != fitted) {
         renderer_.render(*current_, fitted, image_);
         if (!currentDrawn_)
-            ++framesDrawn;
+            drawnFrames().add();
         currentDrawn_ = true;
     }
     // The bars around the image, then the image itself.

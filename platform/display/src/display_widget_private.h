@@ -1,7 +1,8 @@
 // The widget a display draws in, and the slot through which frames reach it.
 #pragma once
 
-#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -38,8 +39,25 @@ private:
     bool wakeQueued_ = false;
 };
 
-// Frames drawn by every display of the process.
-extern std::atomic<uint64_t> framesDrawn;
+// Frames drawn by every display of the process, counted on the GUI thread;
+// read and waited on from any thread.
+class DrawnFrames
+{
+public:
+    void add() noexcept;
+    uint64_t count() noexcept;
+    // The count once it exceeds `seen`, or when `timeout` has passed.
+    uint64_t waitBeyond(uint64_t seen, std::chrono::milliseconds timeout) noexcept;
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    uint64_t count_ = 0;
+};
+
+// The process's count. Never destroyed: the GUI thread may still draw while
+// the process's exit handlers run.
+DrawnFrames &drawnFrames();
 
 // GUI thread only. Draws the newest frame scaled to fit, aspect kept, black
 // around it; a window of its own or a child of a native window it follows in

@@ -16,3 +16,8 @@ uint64_t KyrDisplay_FramesDrawn() noexcept
 {
     return 0;
 }
+
+uint64_t KyrDisplay_WaitFramesDrawn(uint64_t, uint32_t) noexcept
+{
+    return 0;
+}

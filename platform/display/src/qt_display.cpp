@@ -173,5 +173,10 @@ KyrDisplay *KyrDisplay::CreateComponent() noexcept
 
 uint64_t KyrDisplay_FramesDrawn() noexcept
 {
-    return KyrDisplayQt::framesDrawn.load();
+    return KyrDisplayQt::drawnFrames().count();
+}
+
+uint64_t KyrDisplay_WaitFramesDrawn(uint64_t seen, uint32_t timeoutMs) noexcept
+{
+    return KyrDisplayQt::drawnFrames().waitBeyond(seen, std::chrono::milliseconds(timeoutMs));
 }

@@ -76,5 +76,9 @@ extern "C" {
 // Frames drawn by all displays of the process so far (a frame replaced
 // before the GUI thread got to it is not counted). Any thread.
 KYRDISPLAY_API uint64_t KyrDisplay_FramesDrawn() noexcept;
+// Waits until more than `seen` frames are drawn, or for `timeoutMs`, and
+// answers the count then. Returns at once where nothing is ever drawn (a
+// library built without Qt). Any thread but the GUI thread, which draws.
+KYRDISPLAY_API uint64_t KyrDisplay_WaitFramesDrawn(uint64_t seen, uint32_t timeoutMs) noexcept;
 
 } // extern "C"
