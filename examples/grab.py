@@ -65,8 +65,10 @@ def enter_private_network(addresses: int = 1) -> None:
 
 @contextlib.contextmanager
 def simulated_camera(address: str = "127.0.0.1", serial: str = SERIAL) -> Iterator[subprocess.Popen[bytes]]:
-    """Runs kyr-sim-camera on `address` for the duration of the block."""
-    camera = subprocess.Popen([str(SIM_CAMERA), "--address", address, "--serial", serial],
+    """Runs kyr-sim-camera on `address` for the duration of the block. The
+    camera also ends with this process when something kills it."""
+    camera = subprocess.Popen([str(SIM_CAMERA), "--address", address, "--serial", serial,
+                               "--parent", str(os.getpid())],
                               stdout=subprocess.DEVNULL)
     try:
         yield camera

@@ -500,7 +500,7 @@ def test_events_carry_block_and_timestamp_and_repeat_until_acknowledged(namespac
 
 
 OPTIONS = ["--address", "--serial", "--xml", "--resend-frames", "--drop", "--seed", "--drop-resends", "--packet-delay",
-           "--bandwidth", "--plain-events", "--help"]
+           "--bandwidth", "--plain-events", "--parent", "--help"]
 
 
 def test_help_names_every_option():
@@ -517,6 +517,7 @@ def test_help_names_every_option():
     (["--packet-delay", "1x"], "--packet-delay: bad value 1x", 2),
     (["--frobnicate", "1"], "--frobnicate: unknown option", 2),
     (["--address"], "--address: needs a value", 2),
+    (["--parent", "0"], "--parent: bad value 0", 2),
     (["--address", "10.254.254.254"], "cannot serve on 10.254.254.254", 1),
     (["--xml", "/nonexistent.xml"], "cannot load /nonexistent.xml", 1),
 ])
@@ -525,3 +526,15 @@ def test_bad_options_are_refused(namespace, argv, message, code):
     _, errors = run.communicate(timeout=10)
     assert run.returncode == code
     assert f"kyr-sim-camera: {message}\n" in errors
+
+
+def test_camera_ends_with_its_parent_however_it_ends(namespace):
+    parent = subprocess.Popen(["sleep", "600"])
+    camera = Camera(namespace, "127.0.0.1", SERIAL, "--parent", parent.pid)
+    parent.kill()
+    parent.wait()
+    assert camera.process.wait(timeout=10) == 0
+    # The same process, gone before the camera starts.
+    run = namespace.run(SIM_CAMERA, "--parent", parent.pid, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    _, errors = run.communicate(timeout=10)
+    assert (run.returncode, errors) == (1, f"kyr-sim-camera: cannot watch process {parent.pid}: No such process\n")

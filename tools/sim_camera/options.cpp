@@ -13,7 +13,7 @@ constexpr uint32_t kMaxPacketDelayNs = 100'000'000;
 
 const char kHelp[] =
     "usage: kyr-sim-camera [OPTION...]\n"
-    "Serves a simulated GigE Vision camera until SIGINT or SIGTERM.\n"
+    "Serves a simulated GigE Vision camera until SIGINT or SIGTERM (or --parent's end).\n"
     "\n"
     "  --address IP        the camera's address; it must be on an adapter (default 127.0.0.1)\n"
     "  --serial TEXT       serial number; the MAC address derives from it (default SIM0001)\n"
@@ -27,6 +27,8 @@ const char kHelp[] =
     "  --packet-delay NS   pause after each stream packet, added to the client's GevSCPD (default 0)\n"
     "  --bandwidth MBPS    most megabits per second the stream sends, 0 for no limit (default 0)\n"
     "  --plain-events      send EVENT instead of EVENTDATA on the message channel\n"
+    "  --parent PID        end when process PID ends, however it ends (a camera a script started\n"
+    "                      then never outlives it, even when the script is killed)\n"
     "  --help              this text\n"
     "\n"
     "Frames: pixel (x, y) of block b has the value x + y + b cut to the format's bits; RGB8\n"
@@ -100,6 +102,9 @@ ParseResult parseOptions(int argc, char **argv, Options &options, std::string &e
         } else if (option == "--packet-delay") {
             good = parseUnsigned(value, kMaxPacketDelayNs, number);
             options.packetDelayNs = uint32_t(number);
+        } else if (option == "--parent") {
+            good = parseUnsigned(value, INT32_MAX, number) && number > 0;
+            options.parent = int32_t(number);
         } else if (option == "--drop")
             good = parseReal(value, 0.0, 1.0, options.drop);
         else if (option == "--bandwidth")

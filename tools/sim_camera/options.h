@@ -23,6 +23,8 @@ struct Options {
     double bandwidthMbps = 0.0;
     // EVENT (ids, block id and timestamp only) instead of EVENTDATA.
     bool plainEvents = false;
+    // Process whose end ends the camera too, 0 for none.
+    int32_t parent = 0;
 };
 
 enum class ParseResult { kRun, kHelp, kError };

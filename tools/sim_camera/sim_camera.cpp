@@ -4,11 +4,15 @@
 // pattern.h); the network side is this program's own: the control channel
 // (gvcp_server.h), the stream channel with packet resend, loss and pacing
 // (gvsp_sender.h) and the message channel's events (event_channel.h). The
-// options are in options.cpp (--help). Runs until SIGINT or SIGTERM.
+// options are in options.cpp (--help). Runs until SIGINT or SIGTERM, or
+// until the process named by --parent ends.
 
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -43,6 +47,12 @@ gboolean quit(gpointer loop)
 {
     g_main_loop_quit(static_cast<GMainLoop *>(loop));
     return G_SOURCE_REMOVE;
+}
+
+// A pidfd becomes readable when its process ends.
+gboolean parentEnded(gint, GIOCondition, gpointer loop)
+{
+    return quit(loop);
 }
 
 // 02:xx:xx:xx:xx:xx from the serial number (FNV-1a): FORCEIP names a camera
@@ -93,6 +103,18 @@ int main(int argc, char **argv)
     std::unique_ptr<GMainLoop, MainLoopUnref> loop(g_main_loop_new(nullptr, FALSE));
     g_unix_signal_add(SIGINT, quit, loop.get());
     g_unix_signal_add(SIGTERM, quit, loop.get());
+    if (options.parent != 0) {
+        // A pidfd rather than PR_SET_PDEATHSIG: that one follows the thread
+        // that started this program, not the process. The descriptor lives
+        // as long as the program.
+        const int parent = int(syscall(SYS_pidfd_open, options.parent, 0));
+        if (parent < 0) {
+            std::fprintf(stderr, "kyr-sim-camera: cannot watch process %d: %s\n", options.parent,
+                         std::strerror(errno));
+            return 1;
+        }
+        g_unix_fd_add(parent, G_IO_IN, parentEnded, loop.get());
+    }
     std::printf("kyr-sim-camera: serving %s on %s\n", options.serial.c_str(), options.address.c_str());
     std::fflush(stdout);
     g_main_loop_run(loop.get());
