@@ -4,11 +4,18 @@
 
 #include <new>
 
+#include <display/KyrDisplay.h>
+
 #include "KyrCameraGuiApiPy.h"
 
 PyMODINIT_FUNC PyInit_libKyrCameraGuiApiPy()
 {
     try {
+        // The GUI thread the display library may start is stopped once the
+        // interpreter is finalized: later, the process's exit handlers destroy
+        // Qt's global objects while it would still run.
+        static const bool shutdownRegistered = Py_AtExit(KyrDisplay_ShutdownGui) == 0;
+        (void)shutdownRegistered;
         // The module object lives until the process ends: the Python module, its
         // functions and the wrapper types all point back into it.
         auto *moduleObject = new KyrGuiPy::PyKyrCameraApiGui();

@@ -1,9 +1,14 @@
 """The display functions of the GUI module: the calls each makes on the
 display library, its messages, and when an image reconfigures the display."""
 
+import os
 import re
+import subprocess
+import sys
+import textwrap
 
 import pytest
+from kyrbuild import SCRIPTED_LIB
 from kyrscript import frame
 
 MONO8 = 0x01080101
@@ -163,3 +168,17 @@ def test_reset_flag_reconfigures_the_next_image_in_bounds(kyr, scripted, image, 
     calls = display_calls(scripted)
     assert configured(calls) == expected
     assert sum("ShowImage" in call for call in calls) == shown
+
+
+def test_gui_is_shut_down_once_after_the_interpreter_is_finalized():
+    program = textwrap.dedent(
+        f"""
+        import atexit, sys
+        sys.path.insert(0, {str(SCRIPTED_LIB)!r})
+        import libKyrCameraGuiApiPy as kyr
+        atexit.register(print, "atexit", flush=True)
+        """
+    )
+    result = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60,
+                            env={**os.environ, "KYR_SCRIPTED_SHOW_SHUTDOWN": "1"})
+    assert (result.returncode, result.stdout, result.stderr) == (0, "atexit\n", "scripted: KyrDisplay_ShutdownGui()\n")

@@ -146,6 +146,34 @@ def test_without_x_display_create_display_fails_and_the_module_works():
     assert run.stderr == "Wrong display\nWrong image\n"
 
 
+def test_shutdown_ends_the_gui_thread_and_refuses_new_displays(xvfb):
+    child = f"""
+import ctypes, os, sys
+sys.path.insert(0, {str(HERE)!r})
+from kyrdisplay import Display, image
+
+def gui_threads():
+    return sum(open(f"/proc/self/task/{{task}}/comm").read() == "KyrGuiHost\\n" for task in os.listdir("/proc/self/task"))
+
+display = Display()
+assert display.create() == 0 and gui_threads() == 1
+data = ctypes.create_string_buffer(64 * 48)
+picture = image(0x01080101, 64, 48, 0, data)
+drawn = display.frames_drawn()
+assert display.show(picture) == 0 and display.wait_frames_drawn(drawn, 10000) > drawn
+display.lib.KyrDisplay_ShutdownGui()
+display.lib.KyrDisplay_ShutdownGui()
+create = getattr(display.lib, "_ZN10KyrDisplay15CreateComponentEv")
+create.restype = ctypes.c_void_p
+# A frame for a display whose thread is gone is taken and never drawn.
+print(gui_threads(), create(), display.show(picture), display.frames_drawn() - drawn, flush=True)
+display.release()
+"""
+    run = subprocess.run([sys.executable, "-c", child], env={**os.environ, "DISPLAY": xvfb, "KYR_BUILD_DIR": str(BUILD)},
+                         capture_output=True, text=True, timeout=60)
+    assert (run.returncode, run.stdout) == (0, "0 None 0 1\n"), run.stderr
+
+
 class Shown:
     """kyrdisplay.py in a process of its own: a display showing the frames
     handed to it."""

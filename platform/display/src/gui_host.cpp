@@ -9,6 +9,7 @@
 #include <mutex>
 #include <thread>
 
+#include <pthread.h>
 #include <xcb/xcb.h>
 
 #include <QApplication>
@@ -19,26 +20,33 @@
 namespace {
 
 // The QApplication of a process that had none, on its own thread. Started
-// once with a handshake; at process exit its destructor ends the event loop
-// and joins the thread.
+// once with a handshake; shutdown(), or else its destructor at process exit,
+// ends the event loop and joins the thread.
 class OwnGuiThread
 {
 public:
     ~OwnGuiThread()
     {
+        // Qt ends the process from this very thread when the X server goes
+        // away: nothing to stop then, and its global objects may be gone.
+        if (thread_.joinable() && std::this_thread::get_id() == thread_.get_id())
+            thread_.detach();
+        stop();
+    }
+
+    // Ends the event loop, and joins the thread unless called from it.
+    void stop()
+    {
         if (!thread_.joinable())
             return;
-        // Qt ends the process from this very thread when the X server goes
-        // away: nothing to wait for then.
-        if (std::this_thread::get_id() == thread_.get_id()) {
-            thread_.detach();
-            return;
-        }
         // exit() rather than quit(): Qt 6's quit() first asks the windows to
         // close and may give up; with a display embedded in another client's
         // window the loop never ended and the join hung.
         QMetaObject::invokeMethod(app_, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
-        thread_.join();
+        if (std::this_thread::get_id() == thread_.get_id())
+            thread_.detach();
+        else
+            thread_.join();
     }
 
     // True once the application runs; false when it cannot (no X display).
@@ -82,6 +90,7 @@ private:
 
     void run()
     {
+        pthread_setname_np(pthread_self(), "KyrGuiHost");
         // Window ids are X11 ones, so the X11 platform is asked for by name.
         static int argc = 3;
         static char name[] = "kyr-display", option[] = "-platform", platform[] = "xcb";
@@ -111,6 +120,14 @@ private:
 };
 
 std::mutex startMutex;
+// Set once by shutdown(): no GUI from then on. Guarded by startMutex.
+bool shutDown = false;
+
+OwnGuiThread &ownGuiThread()
+{
+    static OwnGuiThread own;
+    return own;
+}
 
 // The application whose thread is the GUI thread, or null.
 QCoreApplication *guiApplication()
@@ -134,16 +151,29 @@ bool available() noexcept
 {
     try {
         std::lock_guard<std::mutex> lock(startMutex);
+        if (shutDown)
+            return false;
         if (guiApplication())
             return true;
         if (QCoreApplication::instance())
             return false; // a console Qt application: it cannot show windows
-        static OwnGuiThread own;
-        static const bool started = own.start();
+        static const bool started = ownGuiThread().start();
         return started && guiApplication();
     } catch (...) {
         return false;
     }
+}
+
+void shutdown() noexcept
+{
+    {
+        std::lock_guard<std::mutex> lock(startMutex);
+        if (shutDown)
+            return;
+        shutDown = true;
+    }
+    // Not under the lock: work on the GUI thread may ask for it meanwhile.
+    ownGuiThread().stop();
 }
 
 bool onGuiThread() noexcept

@@ -21,3 +21,8 @@ uint64_t KyrDisplay_WaitFramesDrawn(uint64_t, uint32_t) noexcept
 {
     return 0;
 }
+
+// No GUI thread is ever started.
+void KyrDisplay_ShutdownGui() noexcept
+{
+}

@@ -180,3 +180,8 @@ uint64_t KyrDisplay_WaitFramesDrawn(uint64_t seen, uint32_t timeoutMs) noexcept
 {
     return KyrDisplayQt::drawnFrames().waitBeyond(seen, std::chrono::milliseconds(timeoutMs));
 }
+
+void KyrDisplay_ShutdownGui() noexcept
+{
+    KyrGuiHost::shutdown();
+}

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <new>
 #include <string>
 
@@ -86,4 +87,14 @@ uint64_t KyrDisplay_FramesDrawn() noexcept
 uint64_t KyrDisplay_WaitFramesDrawn(uint64_t, uint32_t) noexcept
 {
     return imagesShown.load();
+}
+
+// Called once the interpreter is finalized, when no test can read the call
+// log any more: a test that sets KYR_SCRIPTED_SHOW_SHUTDOWN sees the call on
+// standard error.
+void KyrDisplay_ShutdownGui() noexcept
+{
+    record("KyrDisplay_ShutdownGui()");
+    if (std::getenv("KYR_SCRIPTED_SHOW_SHUTDOWN"))
+        std::fputs("scripted: KyrDisplay_ShutdownGui()\n", stderr);
 }

@@ -80,5 +80,11 @@ KYRDISPLAY_API uint64_t KyrDisplay_FramesDrawn() noexcept;
 // answers the count then. Returns at once where nothing is ever drawn (a
 // library built without Qt). Any thread but the GUI thread, which draws.
 KYRDISPLAY_API uint64_t KyrDisplay_WaitFramesDrawn(uint64_t seen, uint32_t timeoutMs) noexcept;
+// Ends the GUI thread the display and dialog libraries started for a process
+// without a Qt application; windows stay until the process ends. Later calls
+// answer as where no GUI can be opened (CreateComponent gives null). For the
+// process's exit: without it, Qt's global objects are destroyed by the exit
+// handlers while that thread still runs. Any thread; only the first call acts.
+KYRDISPLAY_API void KyrDisplay_ShutdownGui() noexcept;
 
 } // extern "C"

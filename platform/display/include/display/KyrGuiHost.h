@@ -18,6 +18,13 @@ namespace KyrGuiHost {
 // first call. False when no GUI can be opened (no X display).
 KYRGUIHOST_API bool available() noexcept;
 
+// Ends the GUI thread started here, if any (its windows stay on screen until
+// the process ends); a process's own Qt application is left alone. From then
+// on available() is false. Meant for the process's exit: its exit handlers
+// destroy Qt's global objects before this library's own, so a host that can
+// (a Python interpreter, once finalized) calls it while all still stand.
+KYRGUIHOST_API void shutdown() noexcept;
+
 // True when the caller is the GUI thread.
 KYRGUIHOST_API bool onGuiThread() noexcept;
 
